@@ -1,0 +1,104 @@
+/// The recognition service on the bus: its proxy, calls to it and subscriptions of its signals.
+#include "ServiceBus.h"
+
+#include <atomic>
+
+#include "AtomicWord.h"
+#include "ContentsRecognitionAPI.h"
+
+namespace cri {
+namespace {
+
+GMainContext* s_proxyContext;  // made before the proxy is; lives as long as the process
+
+/// Runs `body` with the proxy's context as the one on which the bus library calls back.
+/// @return false when another thread has the context
+template <class Body>
+bool WithProxyContext(Body body) {
+    if (!g_main_context_acquire(s_proxyContext)) return false;
+    g_main_context_push_thread_default(s_proxyContext);
+    body();
+    g_main_context_pop_thread_default(s_proxyContext);
+    g_main_context_release(s_proxyContext);
+    return true;
+}
+
+}  // namespace
+
+GDBusProxy* NewServiceProxy(GDBusConnection* connection, BusError& error) {
+    // A connection that its other users have lost is shared with us still: the bus library would
+    // print a critical besides its error.
+    if (g_dbus_connection_is_closed(connection)) {
+        g_set_error_literal(error.Receive(), G_IO_ERROR, G_IO_ERROR_CLOSED,
+                            "The connection is closed");
+        return nullptr;
+    }
+    if (!s_proxyContext) s_proxyContext = g_main_context_new();
+    GDBusProxy* proxy = nullptr;
+    WithProxyContext([&] {
+        proxy = g_dbus_proxy_new_sync(connection, G_DBUS_PROXY_FLAGS_NONE, nullptr, kServiceName,
+                                      kServicePath, kServiceName, nullptr, error.Receive());
+    });
+    return proxy;
+}
+
+void UpdateServiceProxy() {
+    // One round handles all that is pending; a service that floods the bus must not hold us here.
+    constexpr int kRounds = 8;
+    if (!Load(CContentsRecognitionAPI::m_proxy)) return;
+    // A thread that finds another one at it goes on with what that one leaves.
+    WithProxyContext([] {
+        for (int round = 0; round < kRounds; ++round)
+            if (!g_main_context_iteration(s_proxyContext, FALSE)) break;
+    });
+}
+
+void CountSignal() {
+    constexpr unsigned kAtOnce = 16;
+    static std::atomic<unsigned> s_signals;
+    if (s_signals.fetch_add(1, std::memory_order_relaxed) % kAtOnce == 0) UpdateServiceProxy();
+}
+
+ServiceCall::ServiceCall(const char* method, const char* replyType, GVariant* arguments) {
+    if (arguments) g_variant_ref_sink(arguments);
+    const std::unique_ptr<GVariant, VariantUnref> ownedArguments(arguments);
+    if (!method || !g_dbus_is_member_name(method)) {
+        m_error = "no method name";
+        return;
+    }
+    UpdateServiceProxy();
+    BusError error;
+    m_reply.reset(g_dbus_proxy_call_sync(Load(CContentsRecognitionAPI::m_proxy), method, arguments,
+                                         G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMillis, nullptr,
+                                         error.Receive()));
+    if (!m_reply) {
+        m_error = error.Message();
+    } else if (replyType && !g_variant_is_of_type(m_reply.get(), G_VARIANT_TYPE(replyType))) {
+        m_error = std::string(method) + " was answered with " +
+                  g_variant_get_type_string(m_reply.get()) + " instead of " + replyType;
+        m_reply.reset();
+    }
+}
+
+int ServiceCall::Int() const {
+    int value = 0;
+    g_variant_get_child(m_reply.get(), 0, "i", &value);
+    return value;
+}
+
+const char* ServiceCall::Text() const {
+    const char* text = "";
+    g_variant_get_child(m_reply.get(), 0, "&s", &text);
+    return text;
+}
+
+guint SubscribeServiceSignal(GDBusConnection* connection, const char* member,
+                             GDBusSignalCallback handler) {
+    // The reserved event's member is a blank, which the bus library would refuse with a critical.
+    if (!g_dbus_is_member_name(member)) return 0;
+    return g_dbus_connection_signal_subscribe(connection, nullptr, kServiceName, member,
+                                              kServicePath, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
+                                              handler, nullptr, nullptr);
+}
+
+}  // namespace cri

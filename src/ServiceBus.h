@@ -1,0 +1,85 @@
+/// The recognition service on the bus: its proxy, calls to it, its signals and their bodies.
+#pragma once
+
+#include <gio/gio.h>
+
+#include <memory>
+#include <string>
+
+namespace cri {
+
+/// Bus name and interface of the recognition service.
+constexpr char kServiceName[] = "kestrum.olvex.CrsApi";
+constexpr char kServicePath[] = "/kestrum/olvex/CrsApi";
+constexpr int kCallTimeoutMillis = 2000;
+
+struct VariantUnref {
+    void operator()(GVariant* variant) const { g_variant_unref(variant); }
+};
+
+/// What a bus function reports through its last argument.
+class BusError {
+  public:
+    GError** Receive() { return &m_error; }
+    /// The error's message; an empty text when the bus library gave no error object.
+    const char* Message() const { return m_error ? m_error->message : ""; }
+    ~BusError() { g_clear_error(&m_error); }
+    BusError() = default;
+    BusError(const BusError&) = delete;
+    BusError& operator=(const BusError&) = delete;
+
+  private:
+    GError* m_error = nullptr;
+};
+
+/// Creates the proxy on the recognition service; null on failure.
+///
+/// A proxy learns of a restarted service, and gets rid of the signals that it is sent, only when
+/// its main context is iterated, and an application need not iterate any. So the proxy gets a
+/// context of its own, which UpdateServiceProxy iterates.
+GDBusProxy* NewServiceProxy(GDBusConnection* connection, BusError& error);
+
+/// Handles what the bus has sent to the proxy so far, without waiting for more. Every call does.
+void UpdateServiceProxy();
+
+/// The same for an application that only listens: to be told of each signal, and does it now and
+/// then.
+void CountSignal();
+
+/// One synchronous call to the recognition service: the reply, or the reason why there is none.
+class ServiceCall {
+  public:
+    /// @param replyType  the type that the reply must have; null when nothing of it is read
+    /// @param arguments  a tuple, consumed when floating; null for none
+    ServiceCall(const char* method, const char* replyType, GVariant* arguments = nullptr);
+
+    /// Whether the service answered with a reply of the expected type.
+    explicit operator bool() const { return m_reply != nullptr; }
+    GVariant* Reply() const { return m_reply.get(); }
+    /// Why there is no reply; may be empty.
+    const char* Error() const { return m_error.c_str(); }
+    /// The reply's first value; the reply type must say that it is one of these.
+    int Int() const;
+    const char* Text() const;
+
+  private:
+    std::unique_ptr<GVariant, VariantUnref> m_reply;
+    std::string m_error;
+};
+
+/// Subscribes a signal of the recognition service's object, whoever sends it.
+/// @return the bus library's id; 0 when `member` is no name that a signal can have
+guint SubscribeServiceSignal(GDBusConnection* connection, const char* member,
+                             GDBusSignalCallback handler);
+
+/// Unpacks a signal's body. Anybody on the bus may send the signal, so a body of another type is
+/// refused: false, and the fields are untouched.
+template <class... Fields>
+bool Unpack(GVariant* body, const char* type, Fields*... fields) {
+    CountSignal();
+    if (!body || !g_variant_is_of_type(body, G_VARIANT_TYPE(type))) return false;
+    g_variant_get(body, type, fields...);
+    return true;
+}
+
+}  // namespace cri
