@@ -1,0 +1,131 @@
+/// The UI-detection client: elements found on the screen and the picture-in-picture mode.
+#ifndef CONTENTS_UI_DETECTION_API_H
+#define CONTENTS_UI_DETECTION_API_H
+
+#include <stdint.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "cri_types.h"
+
+class ContentsUIDetectionAPI;
+namespace cri {
+template <class Record>
+class SubscriberList;
+struct UiDetectionState;
+}  // namespace cri
+
+/// One detected UI element. The edges and the score are the service's own figures, passed on
+/// unchanged; one that is missing, or that cannot be converted, reads 0.
+struct _DETECTED_RESULT {
+    float left;
+    float top;
+    float right;
+    float bottom;
+    float score;
+    uint32_t class_id;  ///< the service's number of the element's class
+};
+
+/// The picture-in-picture state of one report, in the service's own coding; a value that is
+/// missing, or that cannot be converted, reads 0.
+struct _PIP_MODE_RESULT {
+    int centerx;
+    int centery;
+    int on_off;
+};
+
+/// Names one subscription. A plain value that the application owns; copies are independent.
+class CRI_API CUDASubscriptionHandle {
+  public:
+    /// A handle of no subscription.
+    CUDASubscriptionHandle();
+    CUDASubscriptionHandle(unsigned long long id, ContentsUIDetectionAPI* owner);
+
+    unsigned long long m_id;
+    ContentsUIDetectionAPI* m_pOwner;  ///< the object that issued it
+    bool m_bValid;                     ///< until it is passed to Unsubscribe
+};
+
+/// Drives the contents-UI detection service and hands out its results. There is one object per
+/// process, made when the library is loaded and never destroyed.
+///
+/// Every operation may be called from any thread and from inside a callback; none throws. Callbacks
+/// run on the channel's notification thread, one after another in the order of their ids, with no
+/// lock of the library held; what they throw is dropped, and an empty one is skipped. A
+/// subscription that is ended while a result is being handed out does not get it if its turn has
+/// not come.
+class CRI_API ContentsUIDetectionAPI {
+  public:
+    typedef std::function<void(const std::vector<_DETECTED_RESULT>&)> DetectedCallback;
+    typedef std::function<void(const _PIP_MODE_RESULT&)> PipModeCallback;
+
+    static ContentsUIDetectionAPI* GetInstance();
+    ContentsUIDetectionAPI();
+
+    /// Connects the message-file channel; see CUDSClientInotifyConnect.
+    /// @return true when it is connected afterwards
+    bool Initialize();
+
+    /// Disconnects the channel; see CUDSClientInotifyDisconnect.
+    /// @return true when it is disconnected afterwards. False from inside a callback, whose thread
+    /// cannot
+    ///         wait for itself: nothing is delivered any more all the same, and a second call
+    ///         succeeds
+    bool Finalize();
+
+    /// Asks the service to start or stop its engine under four conditions, which are passed on
+    /// unchanged: HDMI port of the input, whether a set-top box is on it, adaptive sound on or off,
+    /// multiview on or off. Needs no Initialize.
+    /// @return true, also when the request could not be written: the log tells
+    bool StartAnalyze(int HDMIport, int isSTB, int adaptiveSoundOnOff, int multiviewonoff);
+    bool StopAnalyze(int HDMIport, int isSTB, int adaptiveSoundOnOff, int multiviewonoff);
+
+    /// Tells the service a new adaptive-sound setting.
+    /// @return true, as above
+    bool SetAdaptiveSoundOnOffChange(int adaptiveSoundOnOff);
+
+    /// Subscribes to the lists of detected elements, or to the picture-in-picture states; each
+    /// result of the service brings one list (which may be empty) and then one state. Connects the
+    /// channel first.
+    /// @param callback  copied; the copy lives until the subscription ends. What it is given is
+    /// valid
+    ///                  during the call only
+    /// @return the handle, valid also when the channel could not be connected; its id is unique
+    /// over both
+    ///         kinds. When memory runs out, a handle that is not valid
+    CUDASubscriptionHandle SubscribeDetectedCallback(DetectedCallback callback);
+    CUDASubscriptionHandle SubscribePipModeCallback(PipModeCallback callback);
+
+    /// Ends a subscription of either kind; a valid handle of this object is no longer valid
+    /// afterwards.
+    /// @return true when a subscription was removed; false for a handle that is not valid or is
+    /// another
+    ///         object's, or when another copy of it has ended the subscription
+    bool Unsubscribe(CUDASubscriptionHandle& handle);
+
+    /// Hands a list, or a state, to its subscribers, on the calling thread. The channel does this
+    /// with each result; an application may do it with one of its own.
+    void ReceiveDetectedResult(const std::vector<_DETECTED_RESULT>& results);
+    void ReceivePipModeResult(const _PIP_MODE_RESULT& result);
+
+    static ContentsUIDetectionAPI* s_pInstance;  ///< what GetInstance returns
+
+  private:
+    template <class Record>
+    CUDASubscriptionHandle Subscribe(const char* function, cri::SubscriberList<Record>& subscribers,
+                                     std::function<void(const Record&)>&& callback);
+
+    /// Whether the channel is connected, the last id, and the subscribers of both kinds; never
+    /// destroyed.
+    cri::UiDetectionState& m_state;
+};
+
+/// Exported with the interface, 0 at load; no operation reads or writes them.
+extern CRI_API int g_hdmiport;
+extern CRI_API int g_isSTB;
+extern CRI_API int g_ASPMenuOnOff;
+extern CRI_API int g_MultiviewOnOff;
+
+#endif

@@ -1,0 +1,205 @@
+/// The vision-data client: control of the logo analysis, and what it finds on the picture.
+#ifndef VISION_DATA_RECOGNITION_API_H
+#define VISION_DATA_RECOGNITION_API_H
+
+#include <glib.h>
+#include <stdint.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "cri_types.h"
+
+class VisionDataRecognitionAPI;
+namespace cri {
+struct VisionDataState;
+}
+
+/// One detected logo or icon, in the service's own units and figures, passed on unchanged. A value
+/// that is missing from the service's document, or that cannot be converted, reads 0.
+struct LogoIconInfo {
+    uint32_t left;  ///< edges of the detection box
+    uint32_t top;
+    uint32_t right;
+    uint32_t bottom;
+    float score;        ///< the score that the service gives the detection
+    uint32_t class_id;  ///< the service's number of the logo's or icon's class
+};
+
+/// One result of the analysis. A text that is missing from the service's document, or that cannot
+/// be converted, is empty.
+struct MOBILE_USAGE {
+    /// Where the text on the picture is; 0 where the service does not say.
+    struct TextRegion {
+        uint32_t left;
+        uint32_t top;
+        uint32_t right;
+        uint32_t bottom;
+    };
+
+    std::string AppName;
+    std::string ContentsStatus;
+    std::string TitleName;
+    std::vector<LogoIconInfo> logo_icon;
+    TextRegion text_roi = TextRegion();
+};
+
+/// Names one subscription. A plain value that the application owns; copies are independent.
+class CRI_API SubscriptionHandle {
+  public:
+    /// A handle of no subscription.
+    SubscriptionHandle();
+    SubscriptionHandle(unsigned long long id, VisionDataRecognitionAPI* owner);
+
+    unsigned long long m_id;
+    VisionDataRecognitionAPI* m_pOwner;  ///< the object that issued it
+    bool m_bValid;                       ///< until it is passed to Unsubscribe
+};
+
+/// Drives the logo analysis of the vision-data recognition service (VDRS) and hands out its
+/// results. There is one object per process, made when the library is loaded.
+///
+/// Every operation may be called from any thread and from inside a callback; none throws. Requests
+/// go into a message file and are not answered: a true result means that the request was written.
+class CRI_API VisionDataRecognitionAPI {
+  public:
+    typedef std::function<void(const MOBILE_USAGE&)> LogoIconCallback;
+
+    static VisionDataRecognitionAPI* GetInstance();
+    /// Ends the subscriptions. It neither stops the analysis nor disconnects the channel.
+    ~VisionDataRecognitionAPI();
+    VisionDataRecognitionAPI(const VisionDataRecognitionAPI&) = delete;
+    VisionDataRecognitionAPI& operator=(const VisionDataRecognitionAPI&) = delete;
+
+    /// Connects the message-file channel once; see VDRS_Client_Inotify_Connect.
+    /// @return true when it is connected or was initialised before
+    bool Initialize();
+
+    /// Disconnects the channel; see VDRS_Client_Inotify_Disconnect.
+    /// @return true when it is disconnected or was not initialised. False from inside a callback,
+    /// whose
+    ///         thread cannot wait for itself: nothing is delivered any more all the same
+    bool Finalize();
+
+    /// Starts the analysis, or continues it after a pause; connects the channel first. Creates the
+    /// busy marker "/run/user/5001/org.olvex.contents-recognition-api.busy" when it is missing, and
+    /// sends the user's agreement to the use of viewing information along.
+    /// @param method       "vdrs_method_ld_start" or "vdrs_method_ld_resume"
+    /// @param captureType  the caller's capture type: 1 and 10000 become 5, 2 and 10001 become 3,
+    /// others
+    ///                     are handed on unchanged
+    /// @return true when the request was written; false when the analysis is started already, the
+    /// marker
+    ///         cannot be created or is reached through a link, or `method` is null
+    bool StartAnalyze(const char* method, int captureType);
+
+    /// Ends the analysis, or suspends it, and removes the busy marker.
+    /// @param method  "vdrs_method_ld_stop" (always sent) or "vdrs_method_ld_pause" (refused when
+    /// the
+    ///                analysis is not started)
+    /// @return true when the request was written
+    bool StopAnalyze(const char* method);
+
+    /// Changes the capture type of a started analysis.
+    /// @return true when the request was written; false when the analysis is not started
+    bool ChangeAnalyze(int captureType);
+
+    /// Asks the service for a result.
+    /// @param result   left unchanged: the result comes to the subscribers
+    /// @param request  goes to the log only
+    /// @return true
+    bool Request(std::string& result, const char* request);
+
+    /// Subscribes to the results; connects the channel first. Callbacks run on the channel's
+    /// notification thread, one after another in the order of their ids, with no lock of the
+    /// library held. They may call any operation: one that is ended before its turn is not called,
+    /// one that is added is called from the next result on. What they throw is dropped; an empty
+    /// one is skipped.
+    /// @param callback  copied; the copy lives until the subscription ends. The record that it is
+    /// given is
+    ///                  valid during the call
+    /// @return the handle, valid also when the channel could not be connected; ids start at 1 and
+    /// are never
+    ///         used twice. When memory runs out, a handle that is not valid
+    SubscriptionHandle SubscribeLogoIconInfo(LogoIconCallback callback);
+
+    /// Ends a subscription; a valid handle of this object is no longer valid afterwards.
+    /// @return true when a subscription was removed; false for a handle that is not valid or is
+    /// another
+    ///         object's, or when another copy of it has ended the subscription
+    bool Unsubscribe(SubscriptionHandle& handle);
+
+    /// Keeps a copy of the record and calls every subscriber with it, on the calling thread. The
+    /// channel does this with each result; an application may do it with one of its own.
+    void ReceiveLogoIconData(const MOBILE_USAGE& usage);
+
+    static VisionDataRecognitionAPI s_Instance;  ///< what GetInstance returns
+
+  private:
+    VisionDataRecognitionAPI();
+
+    /// The last id, the subscribers and the latest record, shared with the notification thread,
+    /// which may deliver while the process exits.
+    cri::VisionDataState& m_state;
+};
+
+/// Whether the channel is initialised and the analysis is started. Exported for inspection; the
+/// library reads and writes them atomically, an application does not write them.
+extern CRI_API bool bLDInit;
+extern CRI_API bool bLDStart;
+
+/// Where a start takes the values of the current input source from. There is one object per
+/// process, made on the first GetInstance and never destroyed.
+class CRI_API VDRAPIProvider {
+  public:
+    static VDRAPIProvider* GetInstance();
+
+    /// On this set always -1, 0 and "unknown".
+    /// @return 1
+    int Getcurrentsource(int& bHDMI, int& deviceType, std::string& deviceName);
+
+    static VDRAPIProvider* m_pInstance;
+};
+
+/// A mutex for the library's users; the library takes none of them. Not recursive.
+class CRI_API VDRLocker {
+  public:
+    VDRLocker();
+    ~VDRLocker();
+    VDRLocker(const VDRLocker&) = delete;
+    VDRLocker& operator=(const VDRLocker&) = delete;
+
+    void Lock();
+    void Unlock();
+
+  private:
+    GMutex m_mutex;
+};
+
+/// Holds a VDRLocker for as long as it lives.
+class CRI_API AutoLock {
+  public:
+    explicit AutoLock(VDRLocker& locker);
+    ~AutoLock();
+    AutoLock(const AutoLock&) = delete;
+    AutoLock& operator=(const AutoLock&) = delete;
+
+  private:
+    VDRLocker* m_pLocker;
+};
+
+/// Runs a command with /bin/sh and waits for its end.
+/// @return the status as waitpid gives it; -1 when it could not be run or waited for, or for null
+CRI_API int m_ExecuteShell(const char* command);
+
+/// Deletes a path through the shell ("rm -rf"), which reads the path as it reads any command line.
+/// @return 1 whatever became of it; 0 for null, or when the command would be longer than 511
+/// characters:
+///         nothing is deleted then
+CRI_API int DelFiles(char* path);
+
+/// @return 1 when the path exists, 0 otherwise or for null
+CRI_API int FileExist(char* path);
+
+#endif

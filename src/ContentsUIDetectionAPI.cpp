@@ -1,0 +1,211 @@
+/// The UI-detection client: control of the detection engine, its results and their subscribers.
+#define CRI_LOG_UNIT "ContentsUIDetectionAPI"
+
+#include "ContentsUIDetectionAPI.h"
+
+#include <atomic>
+#include <mutex>
+
+#include "AtomicWord.h"
+#include "CUDSClientInotify.h"
+#include "FileChannel.h"
+#include "JsonDocument.h"
+#include "Log.h"
+#include "SubscriberList.h"
+#include "Wall.h"
+
+using cri::Load;
+using cri::Member;
+using cri::Store;
+using cri::Walled;
+
+int g_hdmiport = 0;
+int g_isSTB = 0;
+int g_ASPMenuOnOff = 0;
+int g_MultiviewOnOff = 0;
+
+ContentsUIDetectionAPI* ContentsUIDetectionAPI::s_pInstance = nullptr;
+
+struct cri::UiDetectionState {
+    std::mutex m_connectMutex;  ///< makes testing and changing m_connected one step
+    bool m_connected = false;
+    std::atomic<unsigned long long> m_lastId{0};  ///< of both kinds
+    cri::SubscriberList<_PIP_MODE_RESULT> m_pipModeSubscribers;
+    cri::SubscriberList<std::vector<_DETECTED_RESULT>> m_detectedSubscribers;
+};
+
+ContentsUIDetectionAPI::ContentsUIDetectionAPI() : m_state(*new cri::UiDetectionState) {}
+
+ContentsUIDetectionAPI* ContentsUIDetectionAPI::GetInstance() {
+    // The first call comes while the library is loaded, before there is another thread.
+    if (!s_pInstance) s_pInstance = Walled(s_pInstance, [] { return new ContentsUIDetectionAPI; });
+    CRI_LOG(DLOG_ERROR, "GetInstance", "ContentsUIDetectionAPI::s_pInstance %p\n",
+            static_cast<void*>(s_pInstance));
+    return s_pInstance;
+}
+
+bool ContentsUIDetectionAPI::Initialize() {
+    constexpr char function[] = "Initialize";
+    const std::lock_guard<std::mutex> lock(m_state.m_connectMutex);
+    if (Load(m_state.m_connected)) {
+        CRI_LOG(DLOG_INFO, function, "CUDSClientInotifyConnect Already connected\n");
+    } else if (CUDSClientInotifyConnect() != cri::kChannelDone) {
+        CRI_LOG(DLOG_ERROR, function, "CUDSClientInotifyConnect Failed\n");
+        return false;
+    }
+    Store(m_state.m_connected, true);
+    CRI_LOG(DLOG_INFO, function, "CUDSClientInotifyConnect Successful\n");
+    return true;
+}
+
+/// Takes no lock: the callback that it waits for may initialise.
+bool ContentsUIDetectionAPI::Finalize() {
+    constexpr char function[] = "Finalize";
+    if (!Load(m_state.m_connected)) {
+        CRI_LOG(DLOG_INFO, function, "CUDSClientInotifyDisconnect Already Disconnected\n");
+    } else if (CUDSClientInotifyDisconnect() != cri::kChannelDone) {
+        CRI_LOG(DLOG_ERROR, function, "CUDSClientInotifyDisconnect Failed\n");
+        return false;
+    }
+    Store(m_state.m_connected, false);
+    CRI_LOG(DLOG_INFO, function, "CUDSClientInotifyDisconnect Successful\n");
+    return true;
+}
+
+bool ContentsUIDetectionAPI::StartAnalyze(int HDMIport, int isSTB, int adaptiveSoundOnOff,
+                                          int multiviewonoff) {
+    CRI_LOG(DLOG_DEBUG, "StartAnalyze", "StartAnalyze Call\n");
+    const int sent = CUDSClientInotifySend("cuds_method_engine_start", HDMIport, isSTB,
+                                           adaptiveSoundOnOff, multiviewonoff);
+    CRI_LOG(DLOG_INFO, "StartAnalyze", "CUDSClientEngineStart : %d\n", sent);
+    return true;
+}
+
+bool ContentsUIDetectionAPI::StopAnalyze(int HDMIport, int isSTB, int adaptiveSoundOnOff,
+                                         int multiviewonoff) {
+    CRI_LOG(DLOG_DEBUG, "StopAnalyze", "StopAnalyze Call\n");
+    const int sent = CUDSClientInotifySend("cuds_method_engine_stop", HDMIport, isSTB,
+                                           adaptiveSoundOnOff, multiviewonoff);
+    CRI_LOG(DLOG_INFO, "StopAnalyze", "CUDSClientEngineStop : %d\n", sent);
+    return true;
+}
+
+bool ContentsUIDetectionAPI::SetAdaptiveSoundOnOffChange(int adaptiveSoundOnOff) {
+    CUDSClientInotifySend("cuds_adaptivesound_onoff_change", -1, -1, adaptiveSoundOnOff, -1);
+    CRI_LOG(DLOG_INFO, "SetAdaptiveSoundOnOffChange", "SetAdaptiveSoundOnOffChange : %d\n",
+            adaptiveSoundOnOff);
+    return true;
+}
+
+// ---- Results ----
+
+namespace {
+
+_DETECTED_RESULT ReadDetected(const Json::Value& element) {
+    const Json::Value* const box = Member(&element, "bbox");
+    return {
+        cri::ReadFloat(Member(box, "left")),       cri::ReadFloat(Member(box, "top")),
+        cri::ReadFloat(Member(box, "right")),      cri::ReadFloat(Member(box, "bottom")),
+        cri::ReadFloat(Member(&element, "score")), cri::ReadUnsigned(Member(&element, "class_id"))};
+}
+
+std::vector<_DETECTED_RESULT> ReadDetectedList(const Json::Value* list) {
+    std::vector<_DETECTED_RESULT> results;
+    cri::ForEachObject(
+        list, [&results](const Json::Value& element) { results.push_back(ReadDetected(element)); });
+    return results;
+}
+
+_PIP_MODE_RESULT ReadPipMode(const Json::Value* mode) {
+    return {cri::ReadInt(Member(mode, "centerx")), cri::ReadInt(Member(mode, "centery")),
+            cri::ReadInt(Member(mode, "on_off"))};
+}
+
+void ParseResult(const Json::Value* result) {
+    CRI_LOG(DLOG_DEBUG, "ParseResult", "ParseResult start\n");
+    ContentsUIDetectionAPI* const client = ContentsUIDetectionAPI::GetInstance();
+    client->ReceiveDetectedResult(ReadDetectedList(Member(result, "detected_list")));
+    client->ReceivePipModeResult(ReadPipMode(Member(result, "pip_mode")));
+    CRI_LOG(DLOG_DEBUG, "ParseResult", "ParseResult done\n");
+}
+
+/// The channel's result callback.
+void _CUDS_Client_Result(std::string payload) {
+    constexpr char function[] = "_CUDS_Client_Result";
+    CRI_LOG(DLOG_ERROR, function, "_CUDS_Client_Result called! from service : %s\n",
+            payload.c_str());
+    const cri::JsonDocument document(std::move(payload));
+    const Json::Value* const root = document.Parsed() ? &document.Root() : nullptr;
+    const Json::Value* const result = Member(root, "result");
+    if (cri::ReadText(Member(root, "type")) == "ContentsUIdetection" && result &&
+        result->isObject())
+        ParseResult(result);
+    else
+        CRI_LOG(DLOG_ERROR, function, "There is no analyze result\n");
+}
+
+}  // namespace
+
+/// What both kinds of subscription share.
+template <class Record>
+CUDASubscriptionHandle ContentsUIDetectionAPI::Subscribe(
+    const char* function, cri::SubscriberList<Record>& subscribers,
+    std::function<void(const Record&)>&& callback) {
+    Initialize();
+    return Walled(CUDASubscriptionHandle(), [&] {
+        const auto id = subscribers.Add(std::move(callback), m_state.m_lastId);
+        CRI_LOG(DLOG_DEBUG, function, "Subscribe (%llu)\n", id);
+        CUDSRegisterDetectionResultCallback(_CUDS_Client_Result);
+        return CUDASubscriptionHandle(id, this);
+    });
+}
+
+CUDASubscriptionHandle ContentsUIDetectionAPI::SubscribeDetectedCallback(
+    DetectedCallback callback) {
+    constexpr char function[] = "SubscribeDetectedCallback";
+    CRI_LOG(DLOG_INFO, function, "SubscribeDetectedCallback Enter\n");
+    return Subscribe(function, m_state.m_detectedSubscribers, std::move(callback));
+}
+
+CUDASubscriptionHandle ContentsUIDetectionAPI::SubscribePipModeCallback(PipModeCallback callback) {
+    constexpr char function[] = "SubscribePipModeCallback";
+    CRI_LOG(DLOG_INFO, function, "SubscribePipModeCallback Enter\n");
+    return Subscribe(function, m_state.m_pipModeSubscribers, std::move(callback));
+}
+
+bool ContentsUIDetectionAPI::Unsubscribe(CUDASubscriptionHandle& handle) {
+    constexpr char function[] = "Unsubscribe";
+    if (!handle.m_bValid || handle.m_pOwner != this) {
+        CRI_LOG(DLOG_ERROR, function, "Wrong Handle : %llu\n", handle.m_id);
+        return false;
+    }
+    CRI_LOG(DLOG_DEBUG, function, "Unsubscribe %llu\n", handle.m_id);
+    handle.m_bValid = false;
+    return Walled(false, [&] {
+        if (m_state.m_detectedSubscribers.Remove(handle.m_id)) {
+            CRI_LOG(DLOG_DEBUG, function, "Succeed to DetectedResult unsubscribe\n");
+            return true;
+        }
+        if (m_state.m_pipModeSubscribers.Remove(handle.m_id)) {
+            CRI_LOG(DLOG_DEBUG, function, "Succeed to PipModeResult unsubscribe\n");
+            return true;
+        }
+        CRI_LOG(DLOG_ERROR, function, "Cannot find subscription infomation\n");
+        return false;
+    });
+}
+
+void ContentsUIDetectionAPI::ReceiveDetectedResult(const std::vector<_DETECTED_RESULT>& results) {
+    Walled([&] { m_state.m_detectedSubscribers.Deliver(results); });
+}
+
+void ContentsUIDetectionAPI::ReceivePipModeResult(const _PIP_MODE_RESULT& result) {
+    Walled([&] { m_state.m_pipModeSubscribers.Deliver(result); });
+}
+
+CUDASubscriptionHandle::CUDASubscriptionHandle() : CUDASubscriptionHandle(0, nullptr) {
+    m_bValid = false;
+}
+
+CUDASubscriptionHandle::CUDASubscriptionHandle(unsigned long long id, ContentsUIDetectionAPI* owner)
+    : m_id(id), m_pOwner(owner), m_bValid(true) {}

@@ -1,0 +1,98 @@
+/// The engine of both message-file channels: two files, one notification thread, one way to send.
+#pragma once
+
+#include <stdio.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "Descriptor.h"
+#include "LineReader.h"
+#include "NotificationThread.h"
+#include "dlog.h"
+
+namespace cri {
+
+using ResultCallback = void (*)(std::string payload);
+
+/// Where both ends of the channels put their message files.
+constexpr char kMessageDirectory[] = "/run/user/5001/";
+constexpr std::size_t kPathSize = 256;
+
+/// Results of the channels' functions.
+enum { kChannelDone = 1, kChannelNotStarted = -2, kChannelFailed = -3 };
+
+/// What tells one channel from the other.
+struct ChannelFace {
+    enum class Family { kVdr, kCri };
+    Family family;     ///< of its log lines
+    const char* unit;  ///< in its log lines
+
+    const char* resultFile;
+    const char* requestFile;
+    const char* resultMethod;  ///< the method line that a payload line follows
+    std::size_t lineLimit;     ///< characters of one line of the result file at the most
+    unsigned joinPauseMicros;  ///< between waking the thread and waiting for its end
+
+    NotificationThread::Body threadBody;
+    bool (*prepare)();  ///< readies the files before a connect; null when there is nothing to do
+
+    /// Names under which the lines are logged, and full formats of the lines that differ.
+    const char* connect;
+    const char* disconnect;
+    const char* thread;
+    const char* process;
+    const char* send;
+    const char* connected;
+    const char* notConnected;  ///< null when that is not logged
+    const char* joinFailed;
+    const char* joined;
+    const char* processed;
+    log_priority readPriority;  ///< of the line that tells of a batch of events
+};
+
+/// One channel. Lives as long as the process: its thread may outlive everything else.
+class FileChannel {
+  public:
+    FileChannel(const ChannelFace& face, std::atomic<int>& running,
+                std::atomic<ResultCallback>& resultCallback)
+        : m_face(face), m_running(running), m_resultCallback(resultCallback) {}
+
+    /// The operations behind the channel's functions, with their results.
+    int Connect();
+    int Disconnect();
+    int Process();
+
+    /// The notification thread's body. Does nothing on any other thread.
+    void Watch();
+
+    /// Writes one message. `compose` is called with a buffer and its size when the file is open.
+    template <class Compose>
+    int Send(Compose compose) {
+        const Descriptor file = OpenRequestFile();
+        if (!file) return kChannelFailed;
+        char message[500] = "";
+        compose(message, sizeof message);
+        WriteMessage(file, message);
+        return kChannelDone;
+    }
+
+  private:
+    bool WatchResultFile(const Descriptor& inotify) const;
+    bool HandleBatch(const Descriptor& inotify, const NotificationThread& self);
+    void ReadRecords(LineReader& lines);
+    bool ReadRecord(LineReader& lines, std::string_view methodLine);
+    void Deliver(std::string payload);
+    Descriptor OpenRequestFile() const;
+    void WriteMessage(const Descriptor& file, const char* message) const;
+
+    const ChannelFace& m_face;
+    std::atomic<int>& m_running;
+    std::atomic<ResultCallback>& m_resultCallback;
+    std::mutex m_mutex;  ///< serialises connecting and disconnecting
+    std::shared_ptr<NotificationThread> m_thread;
+};
+
+}  // namespace cri
