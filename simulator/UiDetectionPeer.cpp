@@ -1,0 +1,50 @@
+/// The contents-UI detection service, as its clients see it.
+#include "UiDetectionPeer.h"
+
+#include <utility>
+
+namespace cri_sim {
+namespace {
+
+PeerProtocol Protocol() {
+    return {.requestFile = "cuds_c2s_msg",
+            .resultFile = "cuds_s2c_msg",
+            .resultMethod = "cuds_detected_result_callback",
+            .methods = {{"cuds_method_ld_test", ""},
+                        {"cuds_method_engine_start", "iiii"},
+                        {"cuds_method_engine_stop", "iiii"},
+                        {"cuds_adaptivesound_onoff_change", "iiii"}},
+            .otherMethodsValues = {"iiii", "u"}};
+}
+
+void Apply(UiDetectionState& state, const Request& request) {
+    const std::vector<std::string>& values = request.values;
+    const bool starts = request.method == "cuds_method_engine_start";
+    if (starts || request.method == "cuds_method_engine_stop") {
+        state = {.running = starts,
+                 .hdmiPort = std::stoi(values[0]),
+                 .isStb = std::stoi(values[1]),
+                 .adaptiveSound = std::stoi(values[2]),
+                 .multiview = std::stoi(values[3])};
+    } else if (request.method == "cuds_adaptivesound_onoff_change") {
+        state.adaptiveSound = std::stoi(values[2]);
+    }
+}
+
+}  // namespace
+
+UiDetectionPeer::UiDetectionPeer(std::string directory, RequestObserver observer)
+    : StatefulPeer(Protocol(), std::move(directory), Apply, std::move(observer)) {}
+
+std::string UiDetectionDocument(const std::vector<UiElement>& elements, const PipMode& pip) {
+    Json::Value document(Json::objectValue);
+    document["type"] = "ContentsUIdetection";
+    document["result"]["detected_list"] = ToJsonArray(elements);
+    Json::Value& mode = document["result"]["pip_mode"];
+    mode["centerx"] = pip.centerX;
+    mode["centery"] = pip.centerY;
+    mode["on_off"] = pip.onOff;
+    return OneLine(document);
+}
+
+}  // namespace cri_sim
