@@ -1,0 +1,221 @@
+/// What the client outlives: a dying bus, a service that comes and goes, floods, crowds, exits.
+#include <atomic>
+#include <string>
+#include <thread>
+
+#include "ClientTest.h"
+
+namespace {
+
+using namespace cri_test;
+using cri_sim::RecognitionService;
+using testing::ElementsAre;
+
+constexpr auto kEvent = CONTENTS_RECOGNITION_EVENT_LINEAR_CHANNEL;
+const char* const kMember = "CONTENTS_RECOGNITION_EVENT_LINEAR_CHANNEL";
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+constexpr bool kSanitized = false;
+#endif
+
+bool Query() {
+    std::string name;
+    return Api::GetCurrentChannelName(name);
+}
+
+void NoteClosed(GDBusConnection*, gboolean, GError*, gpointer latch) {
+    static_cast<Latch*>(latch)->CountDown();
+}
+
+TEST(FaultTest, OutlivesABusThatIsKilledUnderARunningLoop) {
+    RecognitionService service;
+    MainLoop loop;
+    Latch closed;
+    int event = 0, report = -1;
+    loop.Run([&] {
+        event = Api::SubscribeEvent(kEvent, nullptr, nullptr);
+        report = Api::SubscribeBlackScreenEvent([](cri_bs_info_s) {});
+        g_signal_connect(Api::m_connection, "closed", G_CALLBACK(NoteClosed), &closed);
+    });
+    ASSERT_GT(event, 0);
+    ASSERT_EQ(report, 0);
+    DropBus();
+    ASSERT_TRUE(closed.WaitForOpen());
+    loop.Run([] {});  // what the bus library does on its own account about it is done now
+
+    std::string text;
+    int number = 5;
+    const std::vector<std::pair<const char*, std::function<bool()>>> operations = {
+        {"query", Query},
+        {"unlocked query", [&] { return Api::m_GetCurrentContentsInfo(text); }},
+        {"number query", [&] { return Api::GetCurrentScreenStatus(number); }},
+        {"period", [&] { return Api::GetBlackScreenPeriodMillis(number); }},
+        {"event", [] { return Api::SubscribeEvent(kEvent, nullptr, nullptr) != -1; }},
+        {"report", [] { return Api::SubscribeBlackScreenEvent([](cri_bs_info_s) {}) != -1; }},
+        {"end of report", [] { return Api::UnsubscribeBlackScreenEvent(0); }},
+        {"detector start", [] { return Api::SM_VPDServiceStart(nullptr, nullptr, 1); }},
+        {"detector stop", Api::SMServiceStop},
+        {"change", [] { return Api::SMServiceCSChange(1); }},
+    };
+    for (const auto& [name, run] : operations)
+        EXPECT_LE(Duration([&, &name = name, &run = run] { EXPECT_FALSE(run()) << name; }),
+                  kLongestCall)
+            << name;
+    EXPECT_TRUE(Api::UnsubscribeEvent(static_cast<unsigned>(event)));
+    EXPECT_EQ(text, "Unknown");
+    EXPECT_EQ(number, 0);
+}
+
+TEST(FaultTest, FailsWhenTheBusWasLostBeforeTheFirstSubscription) {
+    Latch closed;
+    MainLoop loop;
+    loop.Run([&] {
+        ASSERT_TRUE(Api::InitService());
+        g_signal_connect(Api::m_connection, "closed", G_CALLBACK(NoteClosed), &closed);
+    });
+    DropBus();
+    ASSERT_TRUE(closed.WaitForOpen());
+    EXPECT_EQ(Api::SubscribeBlackScreenEvent([](cri_bs_info_s) {}), -1);
+    EXPECT_EQ(Api::SubscribeEvent(kEvent, nullptr, nullptr), -1);
+    EXPECT_FALSE(Api::SMServiceStart(nullptr, nullptr, 1));
+}
+
+/// The service comes back under a new unique name; whoever had the old one must learn of it.
+void ExpectAnswersAfterRestarts(RecognitionService& service) {
+    for (int restart = 0; restart < 3; ++restart) {
+        ASSERT_TRUE(Query());
+        service.Leave();
+        EXPECT_FALSE(Query());
+        service.Return();
+        Settle();  // the bus has told us
+        EXPECT_TRUE(Query());
+        EXPECT_TRUE(Query());
+    }
+}
+
+TEST(FaultTest, GetsAnswersFromARestartedServiceWithoutAMainLoop) {
+    RecognitionService service;
+    ExpectAnswersAfterRestarts(service);
+}
+
+TEST(FaultTest, GetsAnswersAndSignalsFromARestartedServiceWithAMainLoop) {
+    static Latch s_arrived(1);
+    RecognitionService service;
+    MainLoop loop;
+    loop.Run([] {
+        ASSERT_GT(Api::SubscribeEvent(
+                      kEvent, [](CRS_EVENT_TYPE, void*) { s_arrived.CountDown(); }, nullptr),
+                  0);
+    });
+    ExpectAnswersAfterRestarts(service);
+    loop.Run([&] { ExpectAnswersAfterRestarts(service); });
+    service.Emit(kMember, "(1, 2)");
+    EXPECT_TRUE(s_arrived.WaitForOpen());
+}
+
+TEST(FaultTest, UsesNoMemoryForSignalsThatNobodyHears) {
+    constexpr int kQueries = 100, kSignalsBetween = kSanitized ? 100 : 2000;
+    constexpr std::size_t kBound = std::size_t{24} << 20;  // one tenth of what queueing them takes
+    RecognitionService service;
+    const auto flood = [&](int queries) {
+        for (int query = 0; query < queries; ++query) {
+            for (int number = 0; number < kSignalsBetween; ++number)
+                service.Emit(kMember, "(1, 2)");
+            service.Settle();
+            Settle();
+            ASSERT_TRUE(Query());
+        }
+    };
+    ASSERT_TRUE(Query());
+    flood(3);
+    const std::size_t before = ResidentBytes();
+    flood(kQueries);
+    // A sanitizer keeps memory of its own.
+    if (!kSanitized) {
+        EXPECT_LT(ResidentBytes(), before + kBound);
+    }
+}
+
+/// One round of everything an application does at once, on one of many threads.
+void UseEverything(int number) {
+    std::string text;
+    int status = 0, period = 0;
+    EXPECT_TRUE(Api::GetCurrentChannelName(text));
+    EXPECT_TRUE(Api::m_GetCurrentScreenStatus(status));
+    EXPECT_TRUE(Api::GetBlackScreenPeriodMillis(period));
+    const auto event = static_cast<CONTENTS_RECOGNITION_EVENTS>(2 + number % 5);
+    const int changed = Api::SubscribeEvent(
+        event, [](CRS_EVENT_TYPE, void*) {}, nullptr);
+    const int report = Api::SubscribeBlackScreenEvent([](cri_bs_info_s) { Query(); });
+    EXPECT_GT(changed, 0);
+    EXPECT_GE(report, 0);
+    EXPECT_TRUE(Api::UnsubscribeBlackScreenEvent(report));
+    EXPECT_TRUE(Api::UnsubscribeEvent(static_cast<unsigned>(changed)));
+}
+
+TEST(FaultTest, LosesNoReportInACrowdOfSixtyFourThreads) {
+    constexpr int kThreads = 64, kRounds = 4, kReports = 200;
+    RecognitionService service;
+    MainLoop loop;
+    Latch all(kReports);
+    std::vector<int> inOrder, expected;
+    loop.Run([&] {
+        ASSERT_EQ(Api::SubscribeBlackScreenEvent([&](cri_bs_info_s info) {
+                      inOrder.push_back(static_cast<int>(info.solid_prob));
+                      all.CountDown();
+                  }),
+                  0);
+    });
+    std::vector<std::thread> threads;
+    for (int number = 0; number < kThreads; ++number)
+        threads.emplace_back([number] {
+            for (int round = 0; round < kRounds; ++round) UseEverything(number);
+        });
+    for (int number = 0; number < kReports; ++number) {
+        service.Emit("BlackScreenInfo", "(1, " + std::to_string(number) + ".0, 0, 0, 0, 0)");
+        service.Emit("CONTENTS_RECOGNITION_EVENT_OTT", "(2, 1)");
+        expected.push_back(number);
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_TRUE(all.WaitForOpen(std::chrono::seconds(20)));
+    EXPECT_TRUE(Api::UnsubscribeBlackScreenEvent(0));
+    loop.Run([&] { EXPECT_EQ(inOrder, expected); });
+    EXPECT_EQ(service.BlackScreenReferences(), 0);
+}
+
+[[noreturn]] void ExitWhileReportsAreDispatched() {
+    MainLoop loop;
+    std::atomic<int> dispatched{0};
+    {
+        const RecognitionService service;
+        loop.Run([&] {
+            for (int number = 0; number < 50; ++number)
+                Api::SubscribeBlackScreenEvent([&, kept = std::string(100, 'x')](cri_bs_info_s) {
+                    dispatched += static_cast<int>(kept.size());
+                });
+        });
+        Settle();
+    }
+    const cri_sim::BusConnection bus;
+    std::thread emitter([&bus] {
+        for (;;)
+            bus.Emit(RecognitionService::kPath, RecognitionService::kInterface, "BlackScreenInfo",
+                     "(1, 0.5, 0, 0, 0, 0)");
+    });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (dispatched < 10000)
+        if (std::chrono::steady_clock::now() > end) abort();
+    exit(7);
+}
+
+TEST(FaultDeathTest, ExitsWhileAMainLoopDispatchesOnAnotherThread) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    for (int attempt = 0; attempt < 5; ++attempt)
+        EXPECT_EXIT(ExitWhileReportsAreDispatched(), testing::ExitedWithCode(7), "");
+}
+
+}  // namespace
