@@ -1,9 +1,11 @@
+# shellcheck shell=bash disable=SC2034
 # What demo and test share: installing what is missing, and building a preset.
 
 # What the project builds and runs with, as Debian's packages.
 BUILD_PACKAGES="g++ cmake ninja-build pkg-config libglib2.0-dev libjsoncpp-dev dbus-daemon"
 TOOL_PACKAGES="libcli11-dev libcairo2-dev"
-TEST_PACKAGES="clang clang-format libclang-rt-dev libgtest-dev libgmock-dev libbenchmark-dev valgrind git python3-jsonschema"
+TEST_PACKAGES="clang clang-format libclang-rt-dev libgtest-dev libgmock-dev libbenchmark-dev valgrind
+    git python3-jsonschema"
 
 say() { printf '\n== %s\n' "$*"; }
 
