@@ -9,13 +9,14 @@ namespace {
 
 using namespace cri_test;
 
-TEST(LoadTest, DoesNothingYetAndStaysForGood) {
+TEST(LoadTest, MakesTheUiDetectionClientAndNothingElseAndStaysForGood) {
     const std::size_t descriptors = OpenDescriptors(), threads = RunningThreads();
     void* const library = dlopen(CRI_LIBRARY, RTLD_NOW);
     ASSERT_NE(library, nullptr) << dlerror();
     EXPECT_EQ(OpenDescriptors(), descriptors);
     EXPECT_EQ(RunningThreads(), threads);
-    EXPECT_TRUE(LogLines().empty());
+    EXPECT_EQ(LogLines().size(), 1U);
+    EXPECT_EQ(CountLogLines("ContentsUIDetectionAPI::s_pInstance"), 1U);
     EXPECT_NE(dlsym(library, "currentRecognitionStatus"), nullptr);
 
     // Handlers of the library may be on their way to a main loop.
