@@ -20,9 +20,7 @@ Json::CharReader& Reader() {
     return *t_reader;
 }
 
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
+constexpr std::string_view kDigits = "0123456789";
 
 /// Reads a number's text as the C locale does.
 /// @return false when it is none, or too large
@@ -58,7 +56,7 @@ void JsonDocument::TakeRealsOut() {
             position = SkipString(position);
         else if (c == '/')
             position = SkipComment(position);
-        else if (c == '-' || IsDigit(c))
+        else if (Among("+-", position) || Among(kDigits, position))
             position = TakeNumber(position);
         else
             ++position;
@@ -79,26 +77,33 @@ std::size_t JsonDocument::SkipComment(std::size_t position) const {
     return end == std::string::npos ? m_text.size() : end + (block ? 2 : 1);
 }
 
+std::size_t JsonDocument::SkipDigits(std::size_t position) const {
+    while (Among(kDigits, position)) ++position;
+    return position;
+}
+
+/// Whether there is one of `characters` at `position`.
+bool JsonDocument::Among(std::string_view characters, std::size_t position) const {
+    return position < m_text.size() && characters.find(m_text[position]) != characters.npos;
+}
+
 /// Puts zeros in a real's place: an integer of the same length, which any locale reads.
-/// @return the position after the number
+/// @return the position after the number, as jsoncpp finds it
 std::size_t JsonDocument::TakeNumber(std::size_t start) {
-    const auto skipDigits = [this](std::size_t position) {
-        while (position < m_text.size() && IsDigit(m_text[position])) ++position;
-        return position;
-    };
-    const std::size_t mark = skipDigits(start + 1);
+    const std::size_t mark = SkipDigits(start + 1);
     std::size_t end = mark;
-    if (end < m_text.size() && m_text[end] == '.') end = skipDigits(end + 1);
-    if (end < m_text.size() && (m_text[end] == 'e' || m_text[end] == 'E')) {
+    if (Among(".", end)) end = SkipDigits(end + 1);
+    if (Among("eE", end)) {
         ++end;
-        if (end < m_text.size() && (m_text[end] == '+' || m_text[end] == '-')) ++end;
-        end = skipDigits(end);
+        if (Among("+-", end)) ++end;
+        end = SkipDigits(end);
     }
     if (end == mark) return end;  // an integer
+    // Zeros that would become part of something longer are no number, as the real there is none.
     double value = 0;
-    if (ReadReal(m_text.substr(start, end - start), value)) {
-        std::fill(m_text.begin() + static_cast<std::ptrdiff_t>(start),
-                  m_text.begin() + static_cast<std::ptrdiff_t>(end), '0');
+    if (!Among(".eE", end) && ReadReal(m_text.substr(start, end - start), value)) {
+        const std::size_t digits = start + (Among("+-", start) ? 1 : 0);
+        m_text.replace(digits, end - digits, end - digits, '0');
         m_reals.push_back({start, value});
     } else {
         m_text[mark] = '#';  // no number in any locale
@@ -110,7 +115,7 @@ std::size_t JsonDocument::TakeNumber(std::size_t start) {
 void JsonDocument::PutRealsBack(Json::Value& value) const {
     if (value.isArray() || value.isObject()) {
         for (Json::Value& element : value) PutRealsBack(element);
-    } else if (value.isInt()) {
+    } else if (value.isNumeric()) {
         const auto offset = static_cast<std::size_t>(value.getOffsetStart());
         const auto real = std::lower_bound(
             m_reals.begin(), m_reals.end(), offset,

@@ -33,6 +33,8 @@ class JsonDocument {
     void TakeRealsOut();
     std::size_t SkipString(std::size_t position) const;
     std::size_t SkipComment(std::size_t position) const;
+    std::size_t SkipDigits(std::size_t position) const;
+    bool Among(std::string_view characters, std::size_t position) const;
     std::size_t TakeNumber(std::size_t start);
     void PutRealsBack(Json::Value& value) const;
 
