@@ -14,14 +14,6 @@ using testing::ElementsAre;
 constexpr auto kEvent = CONTENTS_RECOGNITION_EVENT_LINEAR_CHANNEL;
 const char* const kMember = "CONTENTS_RECOGNITION_EVENT_LINEAR_CHANNEL";
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool kSanitized = false;
-#endif
-
 bool Query() {
     std::string name;
     return Api::GetCurrentChannelName(name);

@@ -10,6 +10,16 @@
 
 namespace cri_test {
 
+/// Whether a sanitizer slows this process down and keeps memory of its own.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+inline constexpr bool kSanitized =
+    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+inline constexpr bool kSanitized = false;
+#endif
+
 /// Kills the private bus as a crash would; it is gone on return.
 void DropBus();
 

@@ -1,0 +1,485 @@
+/// cri-monitor as a process: what it shows and records of a simulated set, and how it ends.
+#include <cairo.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include "BuiltInRecording.h"
+#include "MainLoop.h"
+#include "Player.h"
+#include "Program.h"
+#include "RecognitionService.h"
+#include "Recording.h"
+#include "SimulatedSet.h"
+#include "TestSupport.h"
+
+namespace {
+
+using namespace cri_sim;
+using cri_test::Outcome;
+using cri_test::Program;
+using cri_test::RunToEnd;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using Seconds = std::chrono::duration<double>;
+
+const std::string kMonitor = CRI_MONITOR;
+const std::string kDirectory = "/run/user/5001/";
+constexpr const char* kOtt = "CONTENTS_RECOGNITION_EVENT_OTT";
+
+std::vector<std::string> Command(std::vector<std::string> words) {
+    words.insert(words.begin(), kMonitor);
+    return words;
+}
+
+/// A simulated set on which a test makes things happen.
+class Desk {
+  public:
+    void Play(const LineContent& content) { m_player.Play(content); }
+    RecognitionService& Service() { return m_set.Recognition(); }
+    std::vector<std::string> LeftBehind() const { return m_set.LeftBehind(); }
+
+  private:
+    SimulatedSet m_set{{}};
+    Player m_player{m_set,
+                    [](Player::Clock::time_point time) {
+                        std::this_thread::sleep_until(time);
+                        return true;
+                    },
+                    [](const std::string&) {}};
+};
+
+/// A monitor that records. It listens to everything as soon as it has written its first line.
+class Recorder {
+  public:
+    explicit Recorder(std::vector<std::string> options = {}) : m_program(Words(options)) { Next(); }
+
+    Program& TheProgram() { return m_program; }
+
+    /// The next line; nothing at the end of the output or when it does not come.
+    std::optional<RecordingLine> Next() {
+        while (const auto text = m_program.ReadLine())
+            if (auto line = m_parser.Take(*text)) {
+                m_lines.push_back(*line);
+                return line;
+            }
+        return std::nullopt;
+    }
+
+    /// Reads until a line equals `content`.
+    bool WaitFor(const LineContent& content) {
+        while (const auto line = Next())
+            if (line->content == content) return true;
+        return false;
+    }
+
+    const std::vector<RecordingLine>& Lines() const { return m_lines; }
+
+  private:
+    static std::vector<std::string> Words(std::vector<std::string> options) {
+        options.insert(options.begin(), {"watch", "--json"});
+        return Command(options);
+    }
+
+    Program m_program;
+    RecordingParser m_parser{"monitor", RecordingParser::Source::kRecorded,
+                             [](const std::string& warning) { ADD_FAILURE() << warning; }};
+    std::vector<RecordingLine> m_lines;
+};
+
+std::vector<LineContent> Contents(const std::vector<RecordingLine>& lines) {
+    std::vector<LineContent> contents;
+    for (const RecordingLine& line : lines) contents.push_back(line.content);
+    return contents;
+}
+
+std::vector<RecordingLine> Television() {
+    std::istringstream text{std::string(BuiltInRecording())};
+    return ReadRecording(text, "built-in", [](const std::string&) {});
+}
+
+/// Plays the lines one after another, each when the monitor has recorded the one before. A change
+/// of the state shows with the next line.
+std::vector<LineContent> Recorded(const std::vector<LineContent>& lines) {
+    Desk desk;
+    desk.Play(lines.front());
+    Recorder recorder;
+    for (auto line = lines.begin() + 1; line != lines.end(); ++line) {
+        desk.Play(*line);
+        if (std::holds_alternative<StateChange>(*line)) continue;
+        EXPECT_TRUE(recorder.WaitFor(*line)) << FormatLine({std::nullopt, *line});
+    }
+    return Contents(recorder.Lines());
+}
+
+TEST(MonitorTest, RecordsTheReplayOfItsRecordingAsTheSameRecording) {
+    std::vector<LineContent> played = Contents(Television());
+    StateChange meanwhile;
+    meanwhile.programTitle = "Back \"again\" \u263a";
+    const std::vector<LineContent> absence{Service{false}, meanwhile, Service{true}};
+    played.insert(played.end(), absence.begin(), absence.end());
+
+    const std::vector<LineContent> first = Recorded(played);
+    const std::vector<LineContent> second = Recorded(first);
+
+    EXPECT_EQ(first, second);
+    std::set<std::size_t> kinds;
+    for (const LineContent& line : first) kinds.insert(line.index());
+    EXPECT_EQ(kinds, (std::set<std::size_t>{0, 1, 2, 3, 4, 5, 6, 7, 8}));
+}
+
+TEST(MonitorTest, WritesTheChangedStateBeforeTheEventThatTellsOfIt) {
+    Desk desk;
+    Recorder recorder;
+    StateChange change;
+    change.channelName = "Kestrel Two";
+    desk.Play(change);
+    desk.Play(Event{kOtt, 3});
+    ASSERT_TRUE(recorder.WaitFor(Event{kOtt, 3}));
+    const auto& lines = recorder.Lines();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[1].content, LineContent(change));
+    EXPECT_EQ(lines[1].time, lines[2].time);
+}
+
+TEST(MonitorTest, KeepsOrderAndTimesWhileTheServiceKeepsSilent) {
+    Desk desk;
+    Recorder recorder;
+    desk.Play(NoAnswer{"GetChannelName"});
+    desk.Play(Event{kOtt, 3});
+    desk.Play(VideoPlay{7});
+    ASSERT_TRUE(recorder.WaitFor(VideoPlay{7}));
+    const auto& lines = recorder.Lines();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[1].content, LineContent(Event{kOtt, 3}));
+    EXPECT_LT(*lines[2].time - *lines[1].time, std::chrono::seconds(1));
+}
+
+TEST(MonitorTest, GoesOnWatchingWhenTheServiceReturnsAndWhenTheBusIsGone) {
+    Desk desk;
+    Recorder recorder;
+    desk.Play(Service{false});
+    EXPECT_TRUE(recorder.WaitFor(Service{false}));
+    desk.Play(Service{true});
+    EXPECT_TRUE(recorder.WaitFor(Service{true}));
+    desk.Play(VideoPlay{1});
+    EXPECT_TRUE(recorder.WaitFor(VideoPlay{1}));
+    desk.Play(KillBus{});
+    EXPECT_TRUE(recorder.WaitFor(Service{false}));
+    const VisionData data{"Live TV", "playing", "Night Ferry", {}, {}};
+    desk.Play(data);
+    EXPECT_TRUE(recorder.WaitFor(data));
+    recorder.TheProgram().Signal(SIGINT);
+    EXPECT_EQ(recorder.TheProgram().Wait(), 0);
+}
+
+TEST(MonitorTest, AsksNothingToRunUnlessToldToStart) {
+    Desk desk;
+    Recorder recorder;
+    desk.Play(BlackScreen{true, 1, 0, 0, 0, true});
+    EXPECT_TRUE(recorder.WaitFor(BlackScreen{true, 1, 0, 0, 0, true}));
+    for (const Call& call : desk.Service().Calls())
+        EXPECT_THAT(call.method, testing::StartsWith("Get"));
+    EXPECT_THAT(desk.LeftBehind(), IsEmpty());
+}
+
+TEST(MonitorTest, RunsTheDetectorsWhileItWatchesAndStopsThemAtTheEnd) {
+    Desk desk;
+    Recorder recorder({"--start"});
+    EXPECT_EQ(desk.LeftBehind().size(), 5u);
+    const std::vector<LineContent> reports{ContentArea{1, 2, 3, 4, 5}, VideoPlay{6},
+                                           BlackScreen{true, 0.5, 1, 2, 3, false}};
+    for (const LineContent& report : reports) desk.Play(report);
+    EXPECT_TRUE(recorder.WaitFor(reports.back()));
+    const std::vector<LineContent> lines = Contents(recorder.Lines());
+    EXPECT_EQ(std::vector(lines.begin() + 1, lines.end()), reports);
+    recorder.TheProgram().Signal(SIGTERM);
+    EXPECT_EQ(recorder.TheProgram().Wait(), 0);
+    EXPECT_THAT(desk.LeftBehind(), IsEmpty());
+}
+
+TEST(MonitorTest, StartsTheDetectorsAnewWithAServiceThatHasComeBack) {
+    Desk desk;
+    Recorder recorder({"--start", "--only", "service,black-screen,video-play,state"});
+    desk.Play(Service{false});
+    EXPECT_TRUE(recorder.WaitFor(Service{false}));
+    desk.Play(Service{true});
+    EXPECT_TRUE(recorder.WaitFor(Service{true}));
+    EXPECT_TRUE(desk.Service().WaitForCalls("SM_VPDServiceStart", 2));
+    EXPECT_TRUE(desk.Service().WaitForCalls("BlackScreenIncreaseReference", 2));
+    desk.Play(BlackScreen{true, 1, 0, 0, 0, true});
+    desk.Play(VideoPlay{8});
+    EXPECT_TRUE(recorder.WaitFor(VideoPlay{8}));
+    EXPECT_EQ(recorder.Lines().size(), 5u) << "a report came twice";
+}
+
+TEST(MonitorTest, CombinesFiltersAndEndsAfterTheCount) {
+    Desk desk;
+    Program monitor(Command(
+        {"watch", "--json", "--only", "state,event,video-play", "--not", "event", "--count", "2"}));
+    ASSERT_EQ(monitor.ReadLine(), RecordingHeader());
+    ASSERT_TRUE(monitor.ReadLine());  // the state: now it listens
+    desk.Play(Event{kOtt, 1});
+    desk.Play(ContentArea{});
+    desk.Play(VideoPlay{5});
+    desk.Play(VideoPlay{6});
+    EXPECT_THAT(monitor.ReadLine().value_or(""), HasSubstr(R"("status":5)"));
+    EXPECT_EQ(monitor.Wait(), 0);
+    EXPECT_EQ(monitor.ReadLine(), std::nullopt);
+}
+
+TEST(MonitorTest, EndsQuietlyWhenItsReaderHasGoneAlsoWithNothingToWrite) {
+    Desk desk;
+    Recorder recorder;
+    recorder.TheProgram().CloseOutput();
+    EXPECT_EQ(recorder.TheProgram().Wait(), 0);
+    EXPECT_EQ(recorder.TheProgram().Errors(), "");
+}
+
+/// What a process has of the system's resources.
+struct Holdings {
+    explicit Holdings(pid_t process) {
+        const std::string directory = "/proc/" + std::to_string(process);
+        const auto count = [&](const char* what) {
+            return std::distance(std::filesystem::directory_iterator(directory + what), {});
+        };
+        threads = count("/task");
+        descriptors = count("/fd");
+        std::size_t size = 0;
+        std::ifstream(directory + "/statm") >> size >> pages;
+    }
+
+    std::ptrdiff_t threads;
+    std::ptrdiff_t descriptors;
+    std::size_t pages = 0;
+};
+
+/// Plays random faults from the seeds, and then what the monitor must still report.
+void PlayFaults(Desk& desk, Recorder& recorder, std::uint64_t firstSeed, std::uint64_t lastSeed) {
+    constexpr std::uint32_t kFaults = 10;
+    const VideoPlay last{static_cast<int>(1'000'000 + lastSeed)};
+    std::thread player([&] {
+        for (std::uint64_t seed = firstSeed; seed <= lastSeed; ++seed)
+            desk.Play(RandomFaults{seed, kFaults});
+        desk.Play(last);
+    });
+    EXPECT_TRUE(recorder.WaitFor(last)) << "with seeds up to " << lastSeed;
+    player.join();
+}
+
+TEST(MonitorTest, SurvivesRandomFaultsAndStormsWithoutGrowing) {
+    Desk desk;
+    Recorder recorder({"--start"});
+    const pid_t process = recorder.TheProgram().Id();
+    PlayFaults(desk, recorder, 1, 20);
+    const Holdings early(process);
+    PlayFaults(desk, recorder, 21, 100);
+    const Holdings late(process);
+    EXPECT_EQ(late.threads, early.threads);
+    EXPECT_EQ(late.descriptors, early.descriptors);
+    EXPECT_LT(late.pages, early.pages + early.pages / 2);
+    recorder.TheProgram().Signal(SIGINT);
+    EXPECT_EQ(recorder.TheProgram().Wait(), 0);
+}
+
+TEST(MonitorTest, HasAnExitCodeForEachEnd) {
+    EXPECT_EQ(RunToEnd(Command({"watch", "--timeout", "0.1"})).status, 4);
+    EXPECT_EQ(RunToEnd(Command({"status"})).status, 3);
+    EXPECT_EQ(RunToEnd(Command({"control", "video-play", "pause"})).status, 3);
+    EXPECT_EQ(RunToEnd(Command({"draw", kDirectory + "x.png"})).status, 3);
+    EXPECT_EQ(RunToEnd(Command({"--help"})).status, 0);
+    const std::vector<std::vector<std::string>> misuses{{},
+                                                        {"watch", "--only", "nothing"},
+                                                        {"watch", "--count", "0"},
+                                                        {"draw", "picture.gif"},
+                                                        {"draw", "p.png", "--screen", "0x5"},
+                                                        {"draw", "p.png", "--screen", "10x20x30"},
+                                                        {"control", "resolution", "large"},
+                                                        {"control", "video-play"}};
+    for (const auto& words : misuses) {
+        const Outcome outcome = RunToEnd(Command(words));
+        EXPECT_EQ(outcome.status, 2) << testing::PrintToString(words);
+        EXPECT_NE(outcome.errors, "");
+    }
+    cri_test::DropBus();
+    EXPECT_EQ(RunToEnd(Command({"watch"})).status, 3);
+}
+
+TEST(MonitorTest, ShowsTheStateToPeopleWithoutWhatWouldSteerATerminal) {
+    Desk desk;
+    StateChange state;
+    state.programTitle = "Night\033[31m\nFerry";
+    state.scrolling = true;
+    desk.Play(state);
+    desk.Play(ErrorAnswer{"GetScreenStatus", "org.freedesktop.DBus.Error.Failed", "no"});
+    const Outcome outcome = RunToEnd(Command({"status"}));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(outcome.output, HasSubstr("\n  programme           Night?[31m?Ferry\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("\n  screen status       no answer\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("\n  scrolling           yes\n"));
+    EXPECT_THAT(outcome.output, Not(HasSubstr("\033")));
+    EXPECT_EQ(outcome.errors, "");
+}
+
+TEST(MonitorTest, WritesTheStatusAsOneLineThatCanBePlayed) {
+    Desk desk;
+    StateChange state = std::get<StateChange>(Television().front().content);
+    state.scrolling = true;
+    desk.Play(state);
+    EXPECT_EQ(RunToEnd(Command({"status", "--json"})).output,
+              FormatLine({std::nullopt, state}) + "\n");
+}
+
+TEST(MonitorTest, WatchesForPeopleInColumns) {
+    Desk desk;
+    Program monitor(Command({"watch", "--not", "service"}));
+    ASSERT_TRUE(monitor.ReadLine());
+    desk.Play(ContentArea{1, 0, 138, 1920, 804});
+    std::optional<std::string> line;
+    do {
+        line = monitor.ReadLine();
+    } while (line && line->find("content-area") == std::string::npos);
+    EXPECT_THAT(line.value_or(""),
+                testing::MatchesRegex("[0-9:]{8}\\.[0-9]{3}  content-area   "
+                                      "mode 1               1920 x 804 at 0,138"));
+}
+
+TEST(MonitorTest, MakesTheRequestThatControlNames) {
+    struct Case {
+        std::vector<std::string> words;
+        std::string method;
+        std::string arguments;
+    };
+    const std::vector<Case> cases{{{"content-area", "start", "2"}, "SM_CADServiceStart", "(2,)"},
+                                  {{"content-area", "pause"}, "SM_CADServicePause", "()"},
+                                  {{"content-area", "resume", "4"}, "SM_CADServiceResume", "(4,)"},
+                                  {{"content-area", "change", "5"}, "SMServiceChange", "(5,)"},
+                                  {{"content-area", "stop"}, "SM_CADServiceStop", "()"},
+                                  {{"video-play", "start"}, "SM_VPDServiceStart", "(1,)"},
+                                  {{"video-play", "pause"}, "SM_VPDServicePause", "()"},
+                                  {{"video-play", "resume", "3"}, "SM_VPDServiceResume", "(3,)"},
+                                  {{"video-play", "stop"}, "SM_VPDServiceStop", "()"},
+                                  {{"speed", "30"}, "SMServiceCSChange", "(30,)"},
+                                  {{"resolution", "7"}, "SMServiceResChange", "(7,)"},
+                                  {{"resolution", "1280x720", "--orientation", "1"},
+                                   "SMServiceSetResolutionWH",
+                                   "(1, 1280, 720)"}};
+    Desk desk;
+    for (const Case& control : cases) {
+        std::vector<std::string> words = control.words;
+        words.insert(words.begin(), "control");
+        EXPECT_EQ(RunToEnd(Command(words)).status, 0) << control.method;
+        const Call last = desk.Service().Calls().back();
+        EXPECT_EQ(last.method, control.method);
+        EXPECT_EQ(last.arguments, control.arguments);
+    }
+    desk.Play(NoAnswer{"SM_VPDServicePause"});
+    EXPECT_EQ(RunToEnd(Command({"control", "video-play", "pause"})).status, 3);
+}
+
+/// A picture's file, read back.
+class Picture {
+  public:
+    explicit Picture(const std::string& path)
+        : m_surface(cairo_image_surface_create_from_png(path.c_str())) {}
+    ~Picture() { cairo_surface_destroy(m_surface); }
+    Picture(const Picture&) = delete;
+    Picture& operator=(const Picture&) = delete;
+
+    int Width() const { return cairo_image_surface_get_width(m_surface); }
+    /// Red, green and blue there, one byte each.
+    unsigned At(int x, int y) const {
+        const unsigned char* row =
+            cairo_image_surface_get_data(m_surface) + y * cairo_image_surface_get_stride(m_surface);
+        return reinterpret_cast<const std::uint32_t*>(row)[x] & 0xFFFFFFu;
+    }
+
+  private:
+    cairo_surface_t* m_surface;
+};
+
+std::string RecordingOf(const std::vector<LineContent>& contents) {
+    const std::string path = kDirectory + "drawn.jsonl";
+    std::ofstream file(path);
+    file << RecordingHeader() << '\n';
+    for (const LineContent& content : contents)
+        file << FormatLine({std::chrono::microseconds(0), content}) << '\n';
+    return path;
+}
+
+TEST(MonitorTest, DrawsALogoWhereItIsInTheServicesUnits) {
+    const std::string recording =
+        RecordingOf({VisionData{"", "", "", {{{200, 200, 600, 600}, 0.9F, 0}}, {}}});
+    const std::string path = kDirectory + "logo.png";
+    const Outcome outcome = RunToEnd(Command(
+        {"draw", path, "--from", recording, "--screen", "960x540", "--units", "1920x1080"}));
+    ASSERT_EQ(outcome.status, 0) << outcome.errors;
+    const Picture picture(path);
+    ASSERT_EQ(picture.Width(), 960);
+    const unsigned blank = picture.At(700, 410), edge = picture.At(100, 200);
+    EXPECT_NE(edge, blank);
+    EXPECT_EQ(picture.At(299, 200), edge);
+    EXPECT_EQ(picture.At(200, 299), edge);
+    EXPECT_EQ(picture.At(97, 203), picture.At(303, 203)) << "nothing is drawn beside the box";
+    EXPECT_NE(picture.At(200, 203), edge);
+}
+
+TEST(MonitorTest, DrawsWhateverServicesSend) {
+    std::vector<Detection<std::uint32_t>> logos(100, {{0, 0, 4294967295U, 4294967295U}, 1e30F, 7});
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    StateChange state;
+    state.channelName = std::string(5000, 'W');
+    const std::string recording =
+        RecordingOf({state, VisionData{std::string(3000, 'x'), "\033", "\n", logos, {9, 9, 1, 1}},
+                     ContentArea{-1, -2147483647, -5, 2147483647, 2147483647},
+                     UiDetection{{{{nan, -1e38F, 1e38F, nan}, nan, 1}}, {-5, 2147483647, 3}}});
+    for (const char* screen : {"1920x1080", "1x1", "30x2000"}) {
+        const std::string path = kDirectory + "any.svg";
+        const Outcome outcome =
+            RunToEnd(Command({"draw", path, "--from", recording, "--screen", screen}));
+        EXPECT_EQ(outcome.status, 0) << screen << outcome.errors;
+        EXPECT_GT(std::filesystem::file_size(path), 0u);
+    }
+}
+
+TEST(MonitorTest, NamesTheLineOfARecordingThatItCannotDraw) {
+    const std::string recording = RecordingOf({VideoPlay{1}});
+    std::ofstream(recording, std::ios::app) << "{\"time\":1,\"kind\":\"video_play\"}\n";
+    const Outcome outcome = RunToEnd(Command({"draw", kDirectory + "x.png", "--from", recording}));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.errors, HasSubstr(recording + ":3: \"status\" is missing"));
+}
+
+TEST(MonitorTest, LeavesPicturesOfWhatItWatches) {
+    Desk desk;
+    const std::string pictures = kDirectory + "pictures/deep";
+    Recorder recorder({"--draw", pictures, "--screen", "640x360"});
+    desk.Play(ContentArea{1, 10, 10, 500, 200});
+    EXPECT_TRUE(recorder.WaitFor(ContentArea{1, 10, 10, 500, 200}));
+    recorder.TheProgram().Signal(SIGINT);
+    EXPECT_EQ(recorder.TheProgram().Wait(), 0);
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(pictures))
+        names.insert(entry.path().filename());
+    ASSERT_TRUE(names.contains("screen-00001.png"));
+    EXPECT_EQ(Picture(pictures + "/" + *names.rbegin()).Width(), 640);
+}
+
+TEST(MonitorTest, EndsWithAnErrorWhenItCannotLeavePictures) {
+    Desk desk;
+    std::filesystem::create_directory(kDirectory + "taken");
+    std::filesystem::create_directory(kDirectory + "taken/screen-00001.png");
+    Program monitor(Command({"watch", "--draw", kDirectory + "taken"}));
+    EXPECT_EQ(monitor.Wait(), 1);
+    EXPECT_THAT(monitor.Errors(), HasSubstr("screen-00001.png"));
+}
+
+}  // namespace

@@ -1,0 +1,59 @@
+/// Sets statements in columns.
+#include "HumanOutput.h"
+
+#include <time.h>
+
+#include <array>
+#include <cstdio>
+
+#include "Describe.h"
+#include "Kinds.h"
+
+namespace cri_monitor {
+namespace {
+
+constexpr std::size_t kKindWidth = 15;
+constexpr std::size_t kSubjectWidth = 20;
+constexpr const char* kFaint = "2";
+constexpr const char* kStrong = "1";
+
+/// The terminal colours of the kinds.
+constexpr std::array<const char*, kKindCount> kKindColours{"36",   "1;33", "32", "34",  "35",
+                                                           "1;32", "1;34", "33", "1;31"};
+
+}  // namespace
+
+std::string TimeOfDay(std::chrono::system_clock::time_point time) {
+    using std::chrono::milliseconds;
+    const time_t seconds = std::chrono::system_clock::to_time_t(time);
+    const auto whole = std::chrono::duration_cast<milliseconds>(time.time_since_epoch());
+    struct tm parts {};
+    localtime_r(&seconds, &parts);
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%02d:%02d:%02d.%03d", parts.tm_hour, parts.tm_min,
+                  parts.tm_sec, static_cast<int>(whole.count() % milliseconds::period::den));
+    return text.data();
+}
+
+bool HumanOutput::Write(const cri_sim::RecordingLine& line) {
+    const std::size_t kind = line.content.index();
+    if (kind >= kKindCount) return true;
+    const auto time = m_stopwatch.TimeOfDay(line.time.value_or(std::chrono::microseconds(0)));
+    const std::string start =
+        m_style.Paint(TimeOfDay(time), kFaint) + "  " +
+        m_style.Paint(Padded(kKindNames.at(kind), kKindWidth), kKindColours.at(kind));
+    std::string text;
+    for (const Statement& statement : Describe(line.content)) {
+        const std::string details = Printable(statement.details);
+        const std::string subject = Printable(statement.subject);
+        text += start +
+                m_style.Paint(details.empty() ? subject : Padded(subject, kSubjectWidth), kStrong);
+        if (!details.empty()) text += ' ';
+        if (const auto& colour = statement.colour)
+            text += m_style.Patch(colour->at(0), colour->at(1), colour->at(2));
+        text += details + '\n';
+    }
+    return Print(text);
+}
+
+}  // namespace cri_monitor

@@ -1,0 +1,134 @@
+/// Subscribes to the recognition service.
+#include "RecognitionSource.h"
+
+#include <gio/gio.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace cri_monitor {
+namespace {
+
+using Api = CContentsRecognitionAPI;
+using cri_sim::LineContent;
+
+constexpr const char* kName = "kestrum.olvex.CrsApi";
+constexpr const char* kPath = "/kestrum/olvex/CrsApi";
+
+/// A signal of its own kind: what it is called, what it carries, and how that is read.
+struct Signal {
+    Kind kind;
+    const char* member;
+    const char* type;
+    LineContent (*read)(GVariant* body);
+};
+
+LineContent ReadContentArea(GVariant* body) {
+    cri_sim::ContentArea area;
+    g_variant_get(body, "(iiiii)", &area.mode, &area.x, &area.y, &area.width, &area.height);
+    return area;
+}
+
+LineContent ReadVideoPlay(GVariant* body) {
+    cri_sim::VideoPlay video;
+    g_variant_get(body, "(i)", &video.status);
+    return video;
+}
+
+LineContent ReadBlackScreen(GVariant* body) {
+    int solid = 0, red = 0, green = 0, blue = 0, realBlack = 0;
+    double probability = 0;
+    g_variant_get(body, "(idiiii)", &solid, &probability, &red, &green, &blue, &realBlack);
+    const auto lowByte = [](int colour) { return static_cast<std::uint8_t>(colour & 0xFF); };
+    return cri_sim::BlackScreen{solid != 0,     probability,   lowByte(red),
+                                lowByte(green), lowByte(blue), realBlack != 0};
+}
+
+LineContent ReadUiStartStop(GVariant* body) {
+    cri_sim::UiStartStop signal;
+    g_variant_get(body, "(iiiii)", &signal.startStop, &signal.hdmiPort, &signal.isStb,
+                  &signal.adaptiveSound, &signal.multiview);
+    return signal;
+}
+
+constexpr std::array<Signal, 4> kSignals{
+    {{kContentArea, "CONTENTS_RECOGNITION_EVENT_SM_CAD_STATUS", "(iiiii)", ReadContentArea},
+     {kVideoPlay, "CONTENTS_RECOGNITION_EVENT_SM_VPD_STATUS", "(i)", ReadVideoPlay},
+     {kBlackScreen, "BlackScreenInfo", "(idiiii)", ReadBlackScreen},
+     {kUiStartStop, "CONTENTS_RECOGNITION_EVENT_CUDS_STARTSTOP", "(iiiii)", ReadUiStartStop}}};
+
+/// What a plain subscription needs when its signal comes.
+struct Listener {
+    const Signal& signal;
+    Reporter report;
+};
+
+void OnSignal(GDBusConnection*, const char*, const char*, const char*, const char*, GVariant* body,
+              gpointer data) {
+    const auto& listener = *static_cast<const Listener*>(data);
+    if (g_variant_is_of_type(body, G_VARIANT_TYPE(listener.signal.type)))
+        listener.report(listener.signal.read(body));
+}
+
+void DeleteListener(gpointer data) {
+    delete static_cast<Listener*>(data);
+}
+
+}  // namespace
+
+RecognitionSource::RecognitionSource(KindSet wanted, Reporter report)
+    : m_wanted(wanted),
+      m_report(std::move(report)),
+      m_slots{{{CONTENTS_RECOGNITION_EVENT_LINEAR_CHANNEL, this},
+               {CONTENTS_RECOGNITION_EVENT_OTT, this},
+               {CONTENTS_RECOGNITION_EVENT_YOUTUBE, this},
+               {CONTENTS_RECOGNITION_EVENT_UI123, this},
+               {CONTENTS_RECOGNITION_EVENT_OPTKEY, this},
+               {CONTENTS_RECOGNITION_EVENT_VODAPP, this},
+               {CONTENTS_RECOGNITION_EVENT_STATUS_CHANGED, this}}} {}
+
+bool RecognitionSource::Open() {
+    if (!Api::InitService()) return false;
+    SubscribeEvents();
+    SubscribeSignals();
+    WatchPresence();
+    return true;
+}
+
+/// A state that is watched changes with events.
+void RecognitionSource::SubscribeEvents() {
+    if (!m_wanted[kEvent] && !m_wanted[kState]) return;
+    for (EventSlot& slot : m_slots) Api::SubscribeEvent(slot.event, OnEvent, &slot);
+}
+
+void RecognitionSource::OnEvent(CRS_EVENT_TYPE status, void* data) {
+    const auto& slot = *static_cast<const EventSlot*>(data);
+    slot.source->m_report(cri_sim::Event{CONTENTS_RECOGNITION_EVENTS_STR[slot.event], status});
+}
+
+void RecognitionSource::SubscribeSignals() {
+    for (const Signal& signal : kSignals)
+        if (m_wanted[signal.kind])
+            g_dbus_connection_signal_subscribe(Api::m_connection, nullptr, kName, signal.member,
+                                               kPath, nullptr, G_DBUS_SIGNAL_FLAGS_NONE, OnSignal,
+                                               new Listener{signal, m_report}, DeleteListener);
+}
+
+void RecognitionSource::WatchPresence() {
+    const auto appeared = [](GDBusConnection*, const char*, const char*, gpointer self) {
+        static_cast<RecognitionSource*>(self)->TakePresence(true);
+    };
+    const auto vanished = [](GDBusConnection*, const char*, gpointer self) {
+        static_cast<RecognitionSource*>(self)->TakePresence(false);
+    };
+    g_bus_watch_name_on_connection(Api::m_connection, kName, G_BUS_NAME_WATCHER_FLAGS_NONE,
+                                   appeared, vanished, this, nullptr);
+}
+
+/// Nothing is said of a service that is there from the start.
+void RecognitionSource::TakePresence(bool present) {
+    if (std::exchange(m_present, present) != present) m_report(cri_sim::Service{present});
+}
+
+}  // namespace cri_monitor

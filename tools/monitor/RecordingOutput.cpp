@@ -1,0 +1,16 @@
+/// Writes the recording format to standard output.
+#include "RecordingOutput.h"
+
+#include "Printing.h"
+
+namespace cri_monitor {
+
+bool RecordingOutput::Begin() {
+    return Print(cri_sim::RecordingHeader() + '\n');
+}
+
+bool RecordingOutput::Write(const cri_sim::RecordingLine& line) {
+    return Print(cri_sim::FormatLine(line) + '\n');
+}
+
+}  // namespace cri_monitor

@@ -1,0 +1,14 @@
+/// Lines as a recording.
+#pragma once
+
+#include "Output.h"
+
+namespace cri_monitor {
+
+class RecordingOutput : public Output {
+  public:
+    bool Begin() override;
+    bool Write(const cri_sim::RecordingLine& line) override;
+};
+
+}  // namespace cri_monitor
