@@ -150,14 +150,14 @@ bool FileChannel::HandleBatch(const Descriptor& inotify, const NotificationThrea
 int FileChannel::Process() {
     char path[kReadPathSize], resolved[PATH_MAX];
     ComposePath(path, m_face.resultFile);
-    if (!realpath(path, resolved)) {
-        CHANNEL_LOG(DLOG_ERROR, m_face.process,
-                    "make real path error path : %s / real_path : null\n", path);
-        return kChannelFailed;
-    }
-    const Descriptor file(OpenRegularFile(resolved));
+    const Descriptor file(OpenRegularFile(path));
     if (!file) {
-        CHANNEL_LOG(DLOG_ERROR, m_face.process, "file open error %s\n", path);
+        // Opening resolves the path as well; only a failure needs to know which of the two it was.
+        if (realpath(path, resolved))
+            CHANNEL_LOG(DLOG_ERROR, m_face.process, "file open error %s\n", path);
+        else
+            CHANNEL_LOG(DLOG_ERROR, m_face.process,
+                        "make real path error path : %s / real_path : null\n", path);
         return kChannelFailed;
     }
     LineReader lines(file.Get(), m_face.lineLimit);

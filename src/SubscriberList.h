@@ -31,8 +31,9 @@ class SubscriberList {
         auto entry = std::make_shared<Entry>(std::move(callback));
         const std::lock_guard<std::mutex> lock(m_mutex);
         PrepareChange();
-        m_entries->push_back(entry);
-        return entry->id = ++lastId;
+        const Id id = entry->id = ++lastId;
+        m_entries->push_back(std::move(entry));
+        return id;
     }
 
     /// @return false when there is no such subscriber

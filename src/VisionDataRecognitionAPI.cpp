@@ -70,9 +70,15 @@ VisionDataRecognitionAPI* VisionDataRecognitionAPI::GetInstance() {
 
 bool VisionDataRecognitionAPI::Initialize() {
     constexpr char function[] = "Initialize";
-    const std::lock_guard<std::mutex> lock(s_initMutex);
     bool connected = true;
-    if (Load(bLDInit)) {
+    // Every subscription comes here: one that finds the work done does not queue for the lock.
+    std::unique_lock<std::mutex> lock(s_initMutex, std::defer_lock);
+    bool initialized = Load(bLDInit);
+    if (!initialized) {
+        lock.lock();
+        initialized = Load(bLDInit);
+    }
+    if (initialized) {
         VDR_LOG(DLOG_INFO, function, "CAMW_Client_LD_Initialize Already Initialized\n");
     } else {
         connected = VDRS_Client_Inotify_Connect() == cri::kChannelDone;
