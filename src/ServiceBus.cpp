@@ -23,6 +23,29 @@ bool WithProxyContext(Body body) {
     return true;
 }
 
+/// Handles what the bus has sent to the proxy so far, without waiting for more.
+void UpdateServiceProxy() {
+    // One round handles all that is pending; a service that floods the bus must not hold us here.
+    constexpr int kRounds = 8;
+    if (!Load(CContentsRecognitionAPI::m_proxy)) return;
+    // A thread that finds another one at it goes on with what that one leaves.
+    WithProxyContext([] {
+        for (int round = 0; round < kRounds; ++round)
+            if (!g_main_context_iteration(s_proxyContext, FALSE)) break;
+    });
+}
+
+/// Sees each message on the bus library's own thread: signals must not pile up in an application
+/// that neither calls the service nor runs a main loop.
+GDBusMessage* UpdateAtSignals(GDBusConnection*, GDBusMessage* message, gboolean incoming, void*) {
+    constexpr unsigned kAtOnce = 16;
+    static std::atomic<unsigned> s_signals;
+    if (incoming && g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_SIGNAL &&
+        s_signals.fetch_add(1, std::memory_order_relaxed) % kAtOnce == 0)
+        UpdateServiceProxy();
+    return message;
+}
+
 }  // namespace
 
 GDBusProxy* NewServiceProxy(GDBusConnection* connection, BusError& error) {
@@ -39,24 +62,8 @@ GDBusProxy* NewServiceProxy(GDBusConnection* connection, BusError& error) {
         proxy = g_dbus_proxy_new_sync(connection, G_DBUS_PROXY_FLAGS_NONE, nullptr, kServiceName,
                                       kServicePath, kServiceName, nullptr, error.Receive());
     });
+    if (proxy) g_dbus_connection_add_filter(connection, UpdateAtSignals, nullptr, nullptr);
     return proxy;
-}
-
-void UpdateServiceProxy() {
-    // One round handles all that is pending; a service that floods the bus must not hold us here.
-    constexpr int kRounds = 8;
-    if (!Load(CContentsRecognitionAPI::m_proxy)) return;
-    // A thread that finds another one at it goes on with what that one leaves.
-    WithProxyContext([] {
-        for (int round = 0; round < kRounds; ++round)
-            if (!g_main_context_iteration(s_proxyContext, FALSE)) break;
-    });
-}
-
-void CountSignal() {
-    constexpr unsigned kAtOnce = 16;
-    static std::atomic<unsigned> s_signals;
-    if (s_signals.fetch_add(1, std::memory_order_relaxed) % kAtOnce == 0) UpdateServiceProxy();
 }
 
 ServiceCall::ServiceCall(const char* method, const char* replyType, GVariant* arguments) {

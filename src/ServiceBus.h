@@ -36,15 +36,8 @@ class BusError {
 ///
 /// A proxy learns of a restarted service, and gets rid of the signals that it is sent, only when
 /// its main context is iterated, and an application need not iterate any. So the proxy gets a
-/// context of its own, which UpdateServiceProxy iterates.
+/// context of its own, which is iterated at each call, and now and then as signals arrive.
 GDBusProxy* NewServiceProxy(GDBusConnection* connection, BusError& error);
-
-/// Handles what the bus has sent to the proxy so far, without waiting for more. Every call does.
-void UpdateServiceProxy();
-
-/// The same for an application that only listens: to be told of each signal, and does it now and
-/// then.
-void CountSignal();
 
 /// One synchronous call to the recognition service: the reply, or the reason why there is none.
 class ServiceCall {
@@ -76,7 +69,6 @@ guint SubscribeServiceSignal(GDBusConnection* connection, const char* member,
 /// refused: false, and the fields are untouched.
 template <class... Fields>
 bool Unpack(GVariant* body, const char* type, Fields*... fields) {
-    CountSignal();
     if (!body || !g_variant_is_of_type(body, G_VARIANT_TYPE(type))) return false;
     g_variant_get(body, type, fields...);
     return true;

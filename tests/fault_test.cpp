@@ -109,27 +109,44 @@ TEST(FaultTest, GetsAnswersAndSignalsFromARestartedServiceWithAMainLoop) {
     EXPECT_TRUE(s_arrived.WaitForOpen());
 }
 
-TEST(FaultTest, UsesNoMemoryForSignalsThatNobodyHears) {
-    constexpr int kQueries = 100, kSignalsBetween = kSanitized ? 100 : 2000;
+/// Sends what nobody has subscribed, and expects that it is not kept. Between two bursts the
+/// application may do something.
+void ExpectNoMemoryUsedBySignals(const std::function<void()>& between) {
+    constexpr int kBursts = 100, kSignals = kSanitized ? 100 : 2000;
     constexpr std::size_t kBound = std::size_t{24} << 20;  // one tenth of what queueing them takes
     RecognitionService service;
-    const auto flood = [&](int queries) {
-        for (int query = 0; query < queries; ++query) {
-            for (int number = 0; number < kSignalsBetween; ++number)
-                service.Emit(kMember, "(1, 2)");
+    const auto flood = [&](int bursts) {
+        for (int burst = 0; burst < bursts; ++burst) {
+            for (int number = 0; number < kSignals; ++number) service.Emit(kMember, "(1, 2)");
             service.Settle();
             Settle();
-            ASSERT_TRUE(Query());
+            between();
         }
     };
     ASSERT_TRUE(Query());
     flood(3);
     const std::size_t before = ResidentBytes();
-    flood(kQueries);
+    flood(kBursts);
     // A sanitizer keeps memory of its own.
     if (!kSanitized) {
         EXPECT_LT(ResidentBytes(), before + kBound);
     }
+}
+
+TEST(FaultTest, UsesNoMemoryForSignalsThatNobodyHears) {
+    ExpectNoMemoryUsedBySignals([] { ASSERT_TRUE(Query()); });
+}
+
+TEST(FaultTest, UsesNoMemoryForSignalsWithoutACallOrAMainLoop) {
+    ExpectNoMemoryUsedBySignals([] {});
+}
+
+TEST(FaultTest, UsesNoMemoryForOtherSignalsThanTheOneListenedTo) {
+    MainLoop loop;
+    loop.Run([] {
+        ASSERT_GT(Api::SubscribeEvent(CONTENTS_RECOGNITION_EVENT_OTT, nullptr, nullptr), 0);
+    });
+    ExpectNoMemoryUsedBySignals([] {});
 }
 
 /// One round of everything an application does at once, on one of many threads.
