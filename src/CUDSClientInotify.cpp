@@ -54,18 +54,10 @@ bool PrepareFiles() {
     return true;
 }
 
-/// Never destroyed: its thread may still deliver while the process exits.
-cri::FileChannel& Channel() {
-    static auto* const s_channel = new cri::FileChannel(kFace, g_cudsRunning, g_cudsResultCallback);
-    return *s_channel;
-}
-
 /// Whether `resolved` is the path below the working directory, as much of it as the buffer holds.
-/// @return true also for a working directory that cannot be told: `known` is false then
-bool IsBelowWorkingDirectory(const char* path, const char* resolved, bool& known) {
+bool IsBelowWorkingDirectory(const char* path, const char* resolved) {
     char place[500];
-    known = getcwd(place, sizeof place) != nullptr;
-    if (!known) return true;
+    if (!getcwd(place, sizeof place)) return false;
     const std::size_t length = strlen(place);
     snprintf(place + length, sizeof place - length, "/%s", path);
     return strcmp(place, resolved) == 0;
@@ -85,10 +77,8 @@ Place PlaceOf(const char* path) {
         CRI_LOG(DLOG_ERROR, function, "[WN] \"%s\" does not exist need to make it\n\n", path);
         return Place::kMayBeWritten;
     }
-    if (strcmp(path, resolved) == 0) return Place::kMayBeWritten;
-    bool known = false;
-    const bool below = IsBelowWorkingDirectory(path, resolved, known);
-    return known && below ? Place::kMayBeWritten : Place::kElsewhere;
+    const bool own = strcmp(path, resolved) == 0 || IsBelowWorkingDirectory(path, resolved);
+    return own ? Place::kMayBeWritten : Place::kElsewhere;
 }
 
 bool WriteTestLine(const char* path) {
@@ -100,6 +90,11 @@ bool WriteTestLine(const char* path) {
 }
 
 }  // namespace
+
+cri::FileChannel& cri::CudsChannel() {
+    static auto* const s_channel = new FileChannel(kFace, g_cudsRunning, g_cudsResultCallback);
+    return *s_channel;
+}
 
 int CUDSInotifyInit(const char* fileName) {
     constexpr char function[] = "CUDSInotifyInit";
@@ -117,26 +112,35 @@ int CUDSInotifyInit(const char* fileName) {
     return cri::kChannelDone;
 }
 
+namespace {
+
+template <class Compose>
+int Send(Compose compose) {
+    return cri::Walled(int{cri::kChannelFailed}, [&] { return cri::CudsChannel().Send(compose); });
+}
+
+}  // namespace
+
 int CUDSClientInotifyConnect() {
-    return cri::Walled(int{cri::kChannelNotStarted}, [] { return Channel().Connect(); });
+    return cri::Walled(int{cri::kChannelNotStarted}, [] { return cri::CudsChannel().Connect(); });
 }
 
 int CUDSClientInotifyDisconnect() {
-    return cri::Walled(int{cri::kChannelFailed}, [] { return Channel().Disconnect(); });
+    return cri::Walled(int{cri::kChannelFailed}, [] { return cri::CudsChannel().Disconnect(); });
 }
 
 void* CUDSClientNotificationThread(void*) {
-    cri::Walled([] { Channel().Watch(); });
+    cri::Walled([] { cri::CudsChannel().Watch(); });
     return nullptr;
 }
 
 int CUDSClientNotificationProcess() {
-    return cri::Walled(int{cri::kChannelFailed}, [] { return Channel().Process(); });
+    return cri::Walled(int{cri::kChannelFailed}, [] { return cri::CudsChannel().Process(); });
 }
 
 int CUDSClientInotifySend(const char* method, int value1, int value2, int value3, int value4) {
     if (!method) return cri::kChannelFailed;
-    return Channel().Send([=](char* message, std::size_t size) {
+    return Send([=](char* message, std::size_t size) {
         CRI_LOG(DLOG_ERROR, kFace.send,
                 "[C2S Inotify Send] %s | hdmiport(%d) isSTB(%d) adaptivesound "
                 "(%d)multivew_onoff(%d)\n",
@@ -148,7 +152,7 @@ int CUDSClientInotifySend(const char* method, int value1, int value2, int value3
 int CUDSClientInotifySend(const char* method, void* value) {
     if (!method) return cri::kChannelFailed;
     const auto number = reinterpret_cast<std::size_t>(value);
-    return Channel().Send([=](char* message, std::size_t size) {
+    return Send([=](char* message, std::size_t size) {
         CRI_LOG(DLOG_ERROR, kFace.send, "[C2S Inotify Send] %s | adaptivesound (%zu)\n", method,
                 number);
         snprintf(message, size, "%s\n%zu\n", method, number);
@@ -156,6 +160,6 @@ int CUDSClientInotifySend(const char* method, void* value) {
 }
 
 int CUDSRegisterDetectionResultCallback(void (*callback)(std::string payload)) {
-    g_cudsResultCallback = callback;
+    g_cudsResultCallback.store(callback, std::memory_order_release);
     return cri::kChannelDone;
 }

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <mutex>
 
-#include "AtomicWord.h"
 #include "CUDSClientInotify.h"
 #include "FileChannel.h"
 #include "JsonDocument.h"
@@ -14,9 +13,7 @@
 #include "SubscriberList.h"
 #include "Wall.h"
 
-using cri::Load;
 using cri::Member;
-using cri::Store;
 using cri::Walled;
 
 int g_hdmiport = 0;
@@ -28,7 +25,7 @@ ContentsUIDetectionAPI* ContentsUIDetectionAPI::s_pInstance = nullptr;
 
 struct cri::UiDetectionState {
     std::mutex m_connectMutex;  ///< makes testing and changing m_connected one step
-    bool m_connected = false;
+    bool m_connected = false;   ///< guarded by m_connectMutex
     std::atomic<unsigned long long> m_lastId{0};  ///< of both kinds
     cri::SubscriberList<_PIP_MODE_RESULT> m_pipModeSubscribers;
     cri::SubscriberList<std::vector<_DETECTED_RESULT>> m_detectedSubscribers;
@@ -47,27 +44,43 @@ ContentsUIDetectionAPI* ContentsUIDetectionAPI::GetInstance() {
 bool ContentsUIDetectionAPI::Initialize() {
     constexpr char function[] = "Initialize";
     const std::lock_guard<std::mutex> lock(m_state.m_connectMutex);
-    if (Load(m_state.m_connected)) {
+    if (m_state.m_connected) {
         CRI_LOG(DLOG_INFO, function, "CUDSClientInotifyConnect Already connected\n");
     } else if (CUDSClientInotifyConnect() != cri::kChannelDone) {
         CRI_LOG(DLOG_ERROR, function, "CUDSClientInotifyConnect Failed\n");
         return false;
     }
-    Store(m_state.m_connected, true);
+    m_state.m_connected = true;
     CRI_LOG(DLOG_INFO, function, "CUDSClientInotifyConnect Successful\n");
     return true;
 }
 
-/// Takes no lock: the callback that it waits for may initialise.
+namespace {
+
+/// Clears `connected` and takes the thread off the channel in one step, so that an Initialize finds
+/// either both or neither; waits without the lock, for a callback that may initialise itself.
+bool Disconnect(std::mutex& mutex, bool& connected) {
+    std::unique_lock<std::mutex> lock(mutex);
+    if (!connected) {
+        CRI_LOG(DLOG_INFO, "Finalize", "CUDSClientInotifyDisconnect Already Disconnected\n");
+        return true;
+    }
+    const auto thread = cri::CudsChannel().Detach();
+    // On the thread itself the disconnect is about to fail, and the client stays connected.
+    connected = thread && thread->IsCurrent();
+    lock.unlock();
+    return cri::CudsChannel().End(thread) == cri::kChannelDone;
+}
+
+}  // namespace
+
 bool ContentsUIDetectionAPI::Finalize() {
     constexpr char function[] = "Finalize";
-    if (!Load(m_state.m_connected)) {
-        CRI_LOG(DLOG_INFO, function, "CUDSClientInotifyDisconnect Already Disconnected\n");
-    } else if (CUDSClientInotifyDisconnect() != cri::kChannelDone) {
+    if (!Walled(false,
+                [this] { return Disconnect(m_state.m_connectMutex, m_state.m_connected); })) {
         CRI_LOG(DLOG_ERROR, function, "CUDSClientInotifyDisconnect Failed\n");
         return false;
     }
-    Store(m_state.m_connected, false);
     CRI_LOG(DLOG_INFO, function, "CUDSClientInotifyDisconnect Successful\n");
     return true;
 }

@@ -77,19 +77,20 @@ int FileChannel::Connect() {
     return kChannelDone;
 }
 
-int FileChannel::Disconnect() {
-    std::shared_ptr<NotificationThread> thread;
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_running) thread = std::move(m_thread);
-        m_running = 0;
-    }
+std::shared_ptr<NotificationThread> FileChannel::Detach() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (!m_running) return nullptr;
+    m_running = 0;
+    m_thread->Stop();
+    return std::move(m_thread);
+}
+
+int FileChannel::End(const std::shared_ptr<NotificationThread>& thread) {
     if (!thread) {
         if (m_face.notConnected)
             CHANNEL_LOG_FORMAT(DLOG_ERROR, m_face.disconnect, m_face.notConnected);
         return kChannelDone;
     }
-    thread->Stop();
     if (m_face.joinPauseMicros) usleep(m_face.joinPauseMicros);
     const bool joined = thread->Join(kJoinLimit);
     CHANNEL_LOG_FORMAT(DLOG_ERROR, m_face.disconnect, joined ? m_face.joined : m_face.joinFailed);

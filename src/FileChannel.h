@@ -53,7 +53,6 @@ struct ChannelFace {
     log_priority readPriority;  ///< of the line that tells of a batch of events
 };
 
-/// One channel. Lives as long as the process: its thread may outlive everything else.
 class FileChannel {
   public:
     FileChannel(const ChannelFace& face, std::atomic<int>& running,
@@ -62,8 +61,13 @@ class FileChannel {
 
     /// The operations behind the channel's functions, with their results.
     int Connect();
-    int Disconnect();
+    int Disconnect() { return End(Detach()); }
     int Process();
+
+    /// The two halves of a disconnect, for an owner that keeps a flag of its own beside the
+    /// channel's: taking the thread off the channel, at once, and the wait, under no lock.
+    std::shared_ptr<NotificationThread> Detach();
+    int End(const std::shared_ptr<NotificationThread>& thread);
 
     /// The notification thread's body. Does nothing on any other thread.
     void Watch();
@@ -94,5 +98,9 @@ class FileChannel {
     std::mutex m_mutex;  ///< serialises connecting and disconnecting
     std::shared_ptr<NotificationThread> m_thread;
 };
+
+/// The two channels. They live as long as the process: their threads may deliver while it exits.
+FileChannel& VdrsChannel();
+FileChannel& CudsChannel();
 
 }  // namespace cri

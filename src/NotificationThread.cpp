@@ -125,7 +125,7 @@ void NotificationThread::Stop() {
 }
 
 bool NotificationThread::Join(std::chrono::milliseconds limit) {
-    if (Current() == this) {
+    if (IsCurrent()) {
         pthread_detach(m_thread);
         return false;
     }

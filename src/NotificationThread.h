@@ -33,6 +33,7 @@ class NotificationThread {
     NotificationThread(const NotificationThread&) = delete;
     NotificationThread& operator=(const NotificationThread&) = delete;
 
+    bool IsCurrent() const { return Current() == this; }
     const void* Owner() const { return m_owner; }
     bool Running() const { return m_running.load(std::memory_order_acquire); }
 

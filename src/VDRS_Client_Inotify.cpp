@@ -38,12 +38,6 @@ constexpr cri::ChannelFace kFace = {
     .readPriority = DLOG_INFO,
 };
 
-/// Never destroyed: its thread may still deliver while the process exits.
-cri::FileChannel& Channel() {
-    static auto* const s_channel = new cri::FileChannel(kFace, g_vdrsRunning, g_vdrsResultCallback);
-    return *s_channel;
-}
-
 /// The values line of a request that has values; others have no text at all.
 void ComposeValues(char* message, std::size_t size, const char* method, int viewing, int bHDMI,
                    int deviceType, const char* deviceName, int captureMode) {
@@ -56,26 +50,40 @@ void ComposeValues(char* message, std::size_t size, const char* method, int view
 
 }  // namespace
 
+cri::FileChannel& cri::VdrsChannel() {
+    static auto* const s_channel = new FileChannel(kFace, g_vdrsRunning, g_vdrsResultCallback);
+    return *s_channel;
+}
+
+namespace {
+
+template <class Compose>
+int Send(Compose compose) {
+    return cri::Walled(int{cri::kChannelFailed}, [&] { return cri::VdrsChannel().Send(compose); });
+}
+
+}  // namespace
+
 int VDRS_Client_Inotify_Connect() {
-    return cri::Walled(int{cri::kChannelNotStarted}, [] { return Channel().Connect(); });
+    return cri::Walled(int{cri::kChannelNotStarted}, [] { return cri::VdrsChannel().Connect(); });
 }
 
 int VDRS_Client_Inotify_Disconnect() {
-    return cri::Walled(int{cri::kChannelFailed}, [] { return Channel().Disconnect(); });
+    return cri::Walled(int{cri::kChannelFailed}, [] { return cri::VdrsChannel().Disconnect(); });
 }
 
 void* VDRS_Client_Notification_Thread(void*) {
-    cri::Walled([] { Channel().Watch(); });
+    cri::Walled([] { cri::VdrsChannel().Watch(); });
     return nullptr;
 }
 
 int VDRS_Client_Notification_Process() {
-    return cri::Walled(int{cri::kChannelFailed}, [] { return Channel().Process(); });
+    return cri::Walled(int{cri::kChannelFailed}, [] { return cri::VdrsChannel().Process(); });
 }
 
 int VDRS_Client_Inotify_Send(const char* method, void*) {
     if (!method) return cri::kChannelFailed;
-    return Channel().Send([method](char* message, std::size_t size) {
+    return Send([method](char* message, std::size_t size) {
         VDR_LOG(DLOG_ERROR, kFace.send, "[C2S Inotify Send] %s \n", method);
         snprintf(message, size, "%s\n", method);
     });
@@ -84,7 +92,7 @@ int VDRS_Client_Inotify_Send(const char* method, void*) {
 int VDRS_Client_Inotify_Send(const char* method, int viewing, int bHDMI, int deviceType,
                              std::string deviceName, int captureMode) {
     if (!method) return cri::kChannelFailed;
-    return Channel().Send([&](char* message, std::size_t size) {
+    return Send([&](char* message, std::size_t size) {
         VDR_LOG(DLOG_ERROR, kFace.send,
                 "[C2S Inotify Send] %s | param0-viewing(%d), param1(%d) param2(%d) param3(%s) "
                 "param4(%d)\n",
@@ -95,6 +103,6 @@ int VDRS_Client_Inotify_Send(const char* method, int viewing, int bHDMI, int dev
 }
 
 int VDRS_Register_LD_Callback(void (*callback)(std::string payload)) {
-    g_vdrsResultCallback = callback;
+    g_vdrsResultCallback.store(callback, std::memory_order_release);
     return cri::kChannelDone;
 }

@@ -91,16 +91,27 @@ bool VisionDataRecognitionAPI::Initialize() {
     return connected;
 }
 
-/// Takes no lock: the callback that it waits for may initialise.
+namespace {
+
+/// Clears bLDInit and takes the thread off the channel in one step, so that an Initialize finds
+/// either both or neither; waits without the lock, for a callback that may initialise itself.
+bool Disconnect() {
+    std::unique_lock<std::mutex> lock(s_initMutex);
+    if (!Load(bLDInit)) {
+        VDR_LOG(DLOG_INFO, "Finalize", "CAMW_Client_LD_Initialize Already Finalized\n");
+        return true;
+    }
+    const auto thread = cri::VdrsChannel().Detach();
+    Store(bLDInit, false);
+    lock.unlock();
+    return cri::VdrsChannel().End(thread) == cri::kChannelDone;
+}
+
+}  // namespace
+
 bool VisionDataRecognitionAPI::Finalize() {
     constexpr char function[] = "Finalize";
-    bool disconnected = true;
-    if (!Load(bLDInit)) {
-        VDR_LOG(DLOG_INFO, function, "CAMW_Client_LD_Initialize Already Finalized\n");
-    } else {
-        disconnected = VDRS_Client_Inotify_Disconnect() == cri::kChannelDone;
-        Store(bLDInit, false);
-    }
+    const bool disconnected = Walled(false, Disconnect);
     if (disconnected)
         VDR_LOG(DLOG_INFO, function, "CAMW_Client_LD_Finalize Successful\n");
     else
@@ -175,13 +186,15 @@ int CaptureMode(int captureType) {
 
 /// The user's agreement to the use of viewing information; 0 when nothing is known of it.
 int ViewingAgreement() {
-    int viewing = 0;
-    CHomeDataControlAPI* const control = CHomeDataControlAPI::GetInstance();
-    if (control)
-        control->GetDisclaimerItemAgreement("viewing", &viewing, "TV");
-    else
-        VDR_LOG(DLOG_INFO, "StartAnalyze", "CHomeDataControlAPI Get API instance fail!\n\n");
-    return viewing;
+    return Walled(0, [] {
+        int viewing = 0;
+        CHomeDataControlAPI* const control = CHomeDataControlAPI::GetInstance();
+        if (control)
+            control->GetDisclaimerItemAgreement("viewing", &viewing, "TV");
+        else
+            VDR_LOG(DLOG_INFO, "StartAnalyze", "CHomeDataControlAPI Get API instance fail!\n\n");
+        return viewing;
+    });
 }
 
 int SendStart(const char* method, int captureType) {
@@ -260,14 +273,15 @@ bool VisionDataRecognitionAPI::Request(std::string&, const char* request) {
 
 namespace {
 
-/// As Json::writeString does with a default builder, with a writer that is kept.
+/// As Json::writeString does with a default builder, with a writer and a stream that are kept.
 std::string Written(const Json::Value* value) {
     if (!value) return "null";
     static thread_local const std::unique_ptr<Json::StreamWriter> t_writer(
         Json::StreamWriterBuilder().newStreamWriter());
-    std::ostringstream text;
-    t_writer->write(*value, &text);
-    return text.str();
+    static thread_local std::ostringstream t_text;
+    t_text.str({});
+    t_writer->write(*value, &t_text);
+    return t_text.str();
 }
 
 LogoIconInfo ReadLogoIcon(const Json::Value& element) {
@@ -404,7 +418,8 @@ VDRAPIProvider* VDRAPIProvider::m_pInstance = nullptr;
 
 VDRAPIProvider* VDRAPIProvider::GetInstance() {
     static const bool s_created = [] {
-        Store(m_pInstance, new VDRAPIProvider);
+        static VDRAPIProvider s_provider;
+        Store(m_pInstance, &s_provider);
         return true;
     }();
     static_cast<void>(s_created);

@@ -225,6 +225,37 @@ TEST_P(SubscriberTest, DeliversAgainAfterFinalizeAndInitialize) {
     EXPECT_TRUE(m_kind.finalize());
 }
 
+/// The finalize is seen to have begun by what the initialize does.
+TEST_P(SubscriberTest, StaysConnectedByAnInitializeWhileAFinalizeWaitsForACallback) {
+    Latch held, release, anew, again(2);
+    std::atomic<int> calls = 0;
+    m_kind.add([&] {
+        const bool first = ++calls == 1;
+        if (!first) {
+            anew.CountDown();
+            again.CountDown();
+            return;
+        }
+        held.CountDown();
+        release.WaitForOpen();
+    });
+    Write();
+    ASSERT_TRUE(held.WaitForOpen());
+    std::atomic<bool> finalized = false;
+    std::thread finalizing([&] { finalized = m_kind.finalize(); });
+    do {
+        EXPECT_TRUE(m_kind.initialize());
+        Write();
+    } while (!anew.WaitForOpen(std::chrono::milliseconds(20)) && !finalized);
+    EXPECT_FALSE(finalized);
+    release.CountDown();
+    finalizing.join();
+    EXPECT_TRUE(finalized);
+    Write();
+    EXPECT_TRUE(again.WaitForOpen());
+    EXPECT_TRUE(m_kind.finalize());
+}
+
 using SubscriberExitTest = SubscriberTest;
 INSTANTIATE_TEST_SUITE_P(AllKinds, SubscriberExitTest,
                          testing::Values(kLogoIcon, kDetected, kPipMode),
