@@ -6,6 +6,7 @@
 #include <pthread.h>
 #include <time.h>
 
+#include <atomic>
 #include <iostream>  // the standard streams live from here on, before any callback may print
 #include <memory>
 #include <mutex>
@@ -364,6 +365,31 @@ void EndSubscription(guint id) {
     if (id != 0) g_dbus_connection_signal_unsubscribe(Load(Api::m_connection), id);
 }
 
+bool RequestUnsubscription(const char* function, unsigned int id) {
+    if (!Connected(function)) return false;
+    CRI_LOG(DLOG_DEBUG, function, "g_dbus_connection_signal_unsubscribe subscriberID=%d\n",
+            static_cast<int>(id));
+    EndSubscription(id);
+    return true;
+}
+
+/// Handlers read a callback and its data without a lock; these two keep them from pairing one
+/// subscription's callback with another's data.
+template <class Callback>
+void StoreCallback(Callback& slot, Callback callback, int event, void* userData) {
+    Store(slot, static_cast<Callback>(nullptr));
+    Store(Api::m_pUserData[event], userData);
+    Store(slot, callback);
+}
+
+/// @return null when there is none, or it is being replaced
+template <class Callback>
+Callback LoadCallback(const Callback& slot, int event, void*& userData) {
+    const Callback callback = Load(slot);
+    userData = Load(Api::m_pUserData[event]);
+    return Load(slot) == callback ? callback : nullptr;
+}
+
 /// Subscribes the event's signal and notes the id in its slot.
 guint FillSlot(CONTENTS_RECOGNITION_EVENTS event, GDBusSignalCallback handler) {
     const guint id = cri::SubscribeServiceSignal(Load(Api::m_connection),
@@ -384,19 +410,13 @@ int CContentsRecognitionAPI::SubscribeEvent(CONTENTS_RECOGNITION_EVENTS event,
     }
     const guint id = FillSlot(event, m_OnSignalContentsRecognitionChangedCB);
     CRI_LOG(DLOG_DEBUG, "SubscribeEvent", "subscriberID=%d\n", static_cast<int>(id));
-    Store(changed_cb[event], callback);
-    Store(m_pUserData[event], userData);
+    StoreCallback(changed_cb[event], callback, event, userData);
     return static_cast<int>(id);
 }
 
 bool CContentsRecognitionAPI::UnsubscribeEvent(unsigned int subscriberId) {
     ApiLock lock;
-    if (!Connected("UnsubscribeEvent")) return false;
-    CRI_LOG(DLOG_DEBUG, "UnsubscribeEvent",
-            "g_dbus_connection_signal_unsubscribe subscriberID=%d\n",
-            static_cast<int>(subscriberId));
-    EndSubscription(subscriberId);
-    return true;
+    return RequestUnsubscription("UnsubscribeEvent", subscriberId);
 }
 
 bool CContentsRecognitionAPI::SubscribeSMEvent(CONTENTS_RECOGNITION_EVENTS event, void* userData) {
@@ -422,12 +442,12 @@ void CContentsRecognitionAPI::m_OnSignalContentsRecognitionChangedCB(GDBusConnec
     int event = 0, status = 0;
     if (!Unpack(parameters, "(ii)", &event, &status) || !IsChangeEvent(event)) return;
     if (Load(m_subscriberID[event]) == 0) return;
-    const ChangedCallback callback = Load(changed_cb[event]);
+    void* userData = nullptr;
+    const ChangedCallback callback = LoadCallback(changed_cb[event], event, userData);
     if (!callback) return;
     CRI_LOG(DLOG_DEBUG, "m_OnSignalContentsRecognitionChangedCB",
             "Callback connection = 0x%p, event : %d, status : %d\n", static_cast<void*>(connection),
             event, status);
-    void* const userData = Load(m_pUserData[event]);
     Walled([&] { callback(static_cast<CRS_EVENT_TYPE>(status), userData); });
 }
 
@@ -444,9 +464,9 @@ void CContentsRecognitionAPI::m_OnSignalSMCB(GDBusConnection*, const char*, cons
         CRI_LOG(DLOG_ERROR, "m_OnSignalSMCB", "Invalid Event Type!\n");
         return;
     }
-    const ContentAreaCallback callback = Load(sm_cad_cb);
+    void* userData = nullptr;
+    const ContentAreaCallback callback = LoadCallback(sm_cad_cb, slot, userData);
     if (!callback) return;
-    void* const userData = Load(m_pUserData[slot]);
     Walled([&] { callback(static_cast<SM_SCREEN_STATUS>(mode), x, y, width, height, userData); });
 }
 
@@ -463,9 +483,9 @@ void CContentsRecognitionAPI::m_SMVideoPlayDetectorEventReceiver(GDBusConnection
     }
     CRI_LOG(DLOG_ERROR, "m_SMVideoPlayDetectorEventReceiver", "====> VPD result send (%d) <====\n",
             status);
-    const VideoPlayCallback callback = Load(sm_vpd_cb);
+    void* userData = nullptr;
+    const VideoPlayCallback callback = LoadCallback(sm_vpd_cb, slot, userData);
     if (!callback) return;
-    void* const userData = Load(m_pUserData[slot]);
     Walled([&] { callback(static_cast<SM_VPD_STATUS>(status), userData); });
 }
 
@@ -515,8 +535,8 @@ bool SendChange(const Change& change, const char* type, Ints... values) {
     });
 }
 
-/// One way to start or stop a detector: who logs, the line that says so, the event that reports,
-/// and the method called.
+/// One way to start a detector: who logs, the line that says so, the event that reports, and the
+/// method called.
 struct DetectorStart {
     const char* function;
     const char* called;
@@ -530,13 +550,20 @@ constexpr DetectorStart kContentAreaStart = {
 constexpr DetectorStart kVideoPlayStart = {
     "SM_VPDServiceStart", CRI_FORMAT("SM_VPDServiceStart(%d) called\n"),
     CONTENTS_RECOGNITION_EVENT_SM_VPD_STATUS, "SM_VPDServiceStart"};
+
 enum class Start { kNotAttached, kNotAnswered, kAnswered };
 
 template <class Callback>
 Start StartDetector(const DetectorStart& start, Callback& slot, Callback callback, void* userData,
                     int captureType) {
     ApiLock lock;
-    if (!Api::SubscribeSMEvent(start.event, userData)) return Start::kNotAttached;
+    // A signal on its way must not find the earlier callback with this one's data.
+    const Callback earlier = Load(slot);
+    Store(slot, static_cast<Callback>(nullptr));
+    if (!Api::SubscribeSMEvent(start.event, userData)) {
+        Store(slot, earlier);
+        return Start::kNotAttached;
+    }
     Store(slot, callback);
     CRI_LOG_FORMAT(DLOG_ERROR, start.function, start.called, captureType);
     return Api::m_SMServiceStart(start.method, captureType) ? Start::kAnswered
@@ -814,12 +841,7 @@ bool CContentsRecognitionAPI::SubscribeCUDSEvent(CONTENTS_RECOGNITION_EVENTS eve
 }
 
 bool CContentsRecognitionAPI::UnsubscribeCUDSEvent(unsigned int subscriberId) {
-    if (!Connected("UnsubscribeCUDSEvent")) return false;
-    CRI_LOG(DLOG_DEBUG, "UnsubscribeCUDSEvent",
-            "g_dbus_connection_signal_unsubscribe subscriberID=%d\n",
-            static_cast<int>(subscriberId));
-    EndSubscription(subscriberId);
-    return true;
+    return RequestUnsubscription("UnsubscribeCUDSEvent", subscriberId);
 }
 
 void CContentsRecognitionAPI::m_OnSignalCUDSCB(GDBusConnection*, const char*, const char*,
@@ -848,18 +870,18 @@ void CContentsRecognitionAPI::m_OnSignalCUDSCB(GDBusConnection*, const char*, co
 namespace {
 
 /// At exit the callback map is destroyed while a main loop may still run on another thread: from
-/// then on there is nobody to report to. Guarded by g_crsApiMutex.
-bool s_reportsEnded;
+/// then on there is nobody to report to.
+std::atomic<bool> s_reportsEnded;
 
 struct ReportsEnd {
     ~ReportsEnd() {
         BlackScreenMap callbacks;  // destroyed without the lock
+        s_reportsEnded = true;     // first: the lock may not come
         // A thread that waits for the service may hold the lock for one call.
         timespec deadline = {};
         clock_gettime(CLOCK_REALTIME, &deadline);
         deadline.tv_sec += 1 + cri::kCallTimeoutMillis / 1000;
         if (pthread_mutex_timedlock(&g_crsApiMutex, &deadline) != 0) return;
-        s_reportsEnded = true;
         callbacks.swap(Api::s_BlackScreenCallbackMap);
         pthread_mutex_unlock(&g_crsApiMutex);
     }
@@ -939,8 +961,7 @@ std::vector<std::pair<int, Api::BlackScreenCallback>> CallbacksNow() {
 int CContentsRecognitionAPI::SubscribeBlackScreenEvent(BlackScreenCallback callback) {
     if (!callback) return -1;
     return Walled(-1, [&] {
-        BlackScreenMap
-            fresh;  // made first: once the engine has given a reference, nothing may throw
+        BlackScreenMap fresh;  // made first: with the engine's reference taken, nothing may throw
         fresh.emplace(0, Shared(std::move(callback)));
         auto entry = fresh.extract(0);
         ApiLock lock;

@@ -1,6 +1,8 @@
 /// Change events: subscription, and what the bus delivers to the slots.
+#include <atomic>
 #include <limits>
 #include <stdexcept>
+#include <thread>
 
 #include "ClientTest.h"
 
@@ -182,6 +184,39 @@ TEST_F(EventTest, DropsBodiesThatNameNoSubscribedEventOrHaveAnotherType) {
     EXPECT_THAT(statuses, ElementsAre(7));
     Api::m_OnSignalContentsRecognitionChangedCB(nullptr, nullptr, nullptr, nullptr, nullptr,
                                                 nullptr, nullptr);
+}
+
+std::atomic<int> s_pairs, s_mixedPairs;
+
+/// Callbacks that differ, each with a user data of its own.
+template <int number>
+void CheckPair(CRS_EVENT_TYPE, void* own) {
+    ++s_pairs;
+    if (*static_cast<int*>(own) != number) ++s_mixedPairs;
+}
+
+TEST_F(EventTest, NeverCallsACallbackWithTheUserDataOfAnother) {
+    constexpr int kSubscriptions = 2000;
+    constexpr auto kEvent = CONTENTS_RECOGNITION_EVENT_OTT;
+    static int s_one = 1, s_two = 2;
+    ASSERT_GT(Api::SubscribeEvent(kEvent, CheckPair<1>, &s_one), 0);
+    std::atomic<bool> done = false;
+    // The handler on another thread, as a main loop there would run it.
+    std::thread loop([&] {
+        GVariant* const body = g_variant_ref_sink(g_variant_new("(ii)", int{kEvent}, 1));
+        while (!done)
+            Api::m_OnSignalContentsRecognitionChangedCB(nullptr, "", "", "", "", body, nullptr);
+        g_variant_unref(body);
+    });
+    for (int i = 0; i < kSubscriptions; ++i) {
+        const int id = i % 2 ? Api::SubscribeEvent(kEvent, CheckPair<1>, &s_one)
+                             : Api::SubscribeEvent(kEvent, CheckPair<2>, &s_two);
+        Api::UnsubscribeEvent(static_cast<unsigned>(id));
+    }
+    done = true;
+    loop.join();
+    EXPECT_GT(s_pairs, 0);
+    EXPECT_EQ(s_mixedPairs, 0);
 }
 
 TEST_F(EventTest, SurvivesCallbacksThatThrow) {
