@@ -13,19 +13,25 @@ CHomeDataControlAPI s_client;
 
 }  // namespace
 
-CHomeDataControlAPI* CHomeDataControlAPI::GetInstance() {
+CHomeDataControlAPI* CHomeDataControlAPI::GetInstance() try {
     int reachable = 1;
     cri_platform::ReadInteger(Name("service", "standin"), reachable);
     return reachable ? &s_client : nullptr;
+} catch (...) {
+    return nullptr;
 }
 
 int CHomeDataControlAPI::GetDisclaimerItemAgreement(const std::string& item, int* agreement,
-                                                    std::string category) {
+                                                    std::string category) try {
     if (!agreement) return -1;
     return cri_platform::ReadInteger(Name(item, category), *agreement) ? 0 : -1;
+} catch (...) {
+    return -1;
 }
 
 int CHomeDataControlAPI::SetDisclaimerItemAgreement(const std::string& item, int agreement,
-                                                    std::string category) {
+                                                    std::string category) try {
     return cri_platform::WriteInteger(Name(item, category), agreement) ? 0 : -1;
+} catch (...) {
+    return -1;
 }

@@ -3,9 +3,11 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <locale>
 #include <system_error>
 
 namespace cri_platform {
@@ -27,11 +29,20 @@ bool IsInside(const fs::path& relative) {
     return true;
 }
 
+bool WriteLine(const fs::path& path, int value) {
+    std::ofstream file(path);
+    file.imbue(std::locale::classic());
+    file << value << '\n';
+    file.close();
+    return file.good();
+}
+
 }  // namespace
 
 bool ReadInteger(const std::string& name, int& value) {
     if (!IsInside(name)) return false;
     std::ifstream file(Root() / name);
+    file.imbue(std::locale::classic());
     int kept = 0;
     if (!(file >> kept)) return false;
     value = kept;
@@ -41,10 +52,16 @@ bool ReadInteger(const std::string& name, int& value) {
 bool WriteInteger(const std::string& name, int value) {
     if (!IsInside(name)) return false;
     const fs::path target = Root() / name;
-    const fs::path fresh = target.string() + "." + std::to_string(getpid()) + ".new";
+    // Two writers, be they threads or processes, must not share the fresh file.
+    static std::atomic<unsigned> s_writes;
+    const fs::path fresh = target.string() + "." + std::to_string(getpid()) + "-" +
+                           std::to_string(++s_writes) + ".new";
     std::error_code error;
     fs::create_directories(target.parent_path(), error);
-    std::ofstream(fresh) << value << '\n';
+    if (!WriteLine(fresh, value)) {
+        fs::remove(fresh, error);
+        return false;
+    }
     fs::rename(fresh, target, error);
     return !error;
 }
