@@ -13,8 +13,8 @@ namespace cri {
 /// Parses one document with jsoncpp's default settings.
 ///
 /// jsoncpp reads real numbers through the host's global locale: where that has a decimal comma,
-/// 0.93 would be 0. So reals are taken out of the text before it is parsed, and put into the values
-/// after.
+/// 0.93 would be 0. So reals are taken out of the text before the parsing and put into the values
+/// after it.
 class JsonDocument {
   public:
     /// @param text  one document; what follows it is ignored

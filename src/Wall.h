@@ -1,5 +1,4 @@
-/// The one place where exceptions end: nothing thrown reaches an application or a C library's
-/// frames.
+/// The one place where exceptions end: none reaches an application's or a C library's frames.
 #pragma once
 
 #include <cxxabi.h>

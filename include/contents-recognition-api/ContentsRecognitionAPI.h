@@ -2,19 +2,20 @@
 /// reports.
 ///
 /// What holds for every operation of CContentsRecognitionAPI:
-///  - The first operation that needs the service connects to the system bus; the connection stays
-///    until the process ends. If it breaks, the process lives on and operations fail.
+///  - The first operation connects to the system bus; the connection stays until the process ends.
+///    If it breaks, the process lives on and what needs the bus fails: no second one is made.
 ///  - Every call to the service blocks its caller for up to 2000 ms. Connecting, once per process,
 ///    waits for the bus library: a service that owns its name and does not even answer for its
 ///    properties delays it by that library's own limit of 25 s.
 ///  - Every operation may be called from any thread and from inside any callback of the library.
-///  The
-///    operations are serialised by one lock, except those that say that they take none.
+///    The operations are serialised by one lock, except those that say that they take none: an
+///    operation waits until those of other threads are done.
 ///  - Signals reach their callbacks on the thread that iterates the GLib main context that was the
 ///    thread-default one of the subscribing thread. The library runs no main loop: without one of
 ///    the application's, no callback comes. No lock of the library is held while a callback runs.
 ///  - Nothing throws. What a callback throws is dropped.
-///  - A signal or reply whose body is not of the expected type is dropped, or counts as a failure.
+///  - A signal whose body is not of the expected type is dropped. A reply of another type counts as
+///    a failure where an operation reads it.
 #ifndef CONTENTS_RECOGNITION_API_H
 #define CONTENTS_RECOGNITION_API_H
 
@@ -49,8 +50,8 @@ enum CONTENTS_RECOGNITION_EVENTS : int {
     CONTENTS_RECOGNITION_EVENT_MAX = 12              ///< count mark, refused like 0
 };
 
-/// The D-Bus signal member name of each event; that of CONTENTS_RECOGNITION_EVENT_RESERVED is one
-/// blank.
+/// The D-Bus signal member name of each event. CONTENTS_RECOGNITION_EVENT_RESERVED has one blank in
+/// its place.
 extern CRI_API const char* const CONTENTS_RECOGNITION_EVENTS_STR[13];
 
 /// Exported with the interface; -1 at load. No operation reads or writes it: ask
@@ -70,12 +71,14 @@ struct cri_bs_info_s {
 /// The recognition service's client. All members are static; the class has no instance.
 class CRI_API CContentsRecognitionAPI {
   public:
-    /// Called with the status that a changed event carries and the subscriber's own pointer.
-    typedef void (*ChangedCallback)(CRS_EVENT_TYPE status, void* userData);
-    /// Called with a video-play-detector status and the subscriber's own pointer.
-    typedef void (*VideoPlayCallback)(SM_VPD_STATUS status, void* userData);
-    /// Called with a content-area report (coordinates in the service's own units) and the
+    /// Called with the status that a changed event carries, as the service sends it, and the
     /// subscriber's own pointer.
+    typedef void (*ChangedCallback)(CRS_EVENT_TYPE status, void* userData);
+    /// Called with a video-play-detector status, as the service sends it, and the starter's own
+    /// pointer.
+    typedef void (*VideoPlayCallback)(SM_VPD_STATUS status, void* userData);
+    /// Called with a content-area report, as the service sends it and in its own units, and the
+    /// starter's own pointer.
     typedef void (*ContentAreaCallback)(SM_SCREEN_STATUS mode, int x, int y, int width, int height,
                                         void* userData);
     /// Called with a black-screen report.
@@ -84,23 +87,24 @@ class CRI_API CContentsRecognitionAPI {
     /// @name Connection
     /// @{
 
-    /// Connects to the system bus and the recognition service's proxy unless that is done already.
-    /// Every other operation does this itself. Takes none of the locks that operations hold;
-    /// callers on several threads get one connection and one proxy.
-    /// @return true when both exist; false otherwise: each further call makes one more attempt
+    /// Connects to the system bus and makes the recognition service's proxy, unless that is done
+    /// already. Every other operation does this itself. Does not take the operations' lock: it
+    /// waits for nobody but another thread that is connecting, and both get the same connection.
+    /// The service itself need not run.
+    /// @return true when both exist, also when the connection has broken since; false otherwise:
+    ///         each further call makes one more attempt
     static bool InitService();
 
     /// @}
     /// @name Queries
     ///
-    /// Each asks the recognition service once (up to 2000 ms) and caches nothing. Without a
-    /// connection the result is false and the out-parameters are untouched. The `m_` form of a
-    /// query does the same without taking the lock, so that it does not wait for other operations.
+    /// Each asks the recognition service once (up to 2000 ms) and caches nothing; what it hands out
+    /// is the service's own, unchanged. The `m_` form of a query does the same without taking the
+    /// lock, so that it does not wait for other operations.
     ///
-    /// @return true when the service answered as expected. On an error answer, no answer in time,
-    /// or
+    /// @return true when the service answered as expected. On an error answer, no answer in time or
     ///         an answer of another type: false, and the text is "Unknown", the number 0, the flag
-    ///         false
+    ///         false. Without a connection: false, and the out-parameters are untouched
     /// @{
 
     /// Current contents information, as the service words it.
@@ -143,8 +147,8 @@ class CRI_API CContentsRecognitionAPI {
     static bool m_GetVODAppType(int& type);
 
     /// Channel number with four further values, whose meaning is the service's own. Takes no lock.
-    /// @return true when the service answered; otherwise false, `numberText` is "Unknown" and the
-    ///         other four are untouched (all five without a connection)
+    /// @return true when the service answered as expected; otherwise false, `numberText` is
+    ///         "Unknown" and the other four are untouched (all five without a connection)
     static bool GetCurrentChannelNumberWithInfo(std::string& numberText, int& firstValue,
                                                 std::string& secondText, int& secondValue,
                                                 bool& flag);
@@ -153,12 +157,19 @@ class CRI_API CContentsRecognitionAPI {
     /// @name Change events
     /// @{
 
-    /// Subscribes one changed event. The newest callback and user data of an event are called for
-    /// every live subscription of it: subscribing it twice without ending the first delivers twice.
+    /// Subscribes one changed event. The event number in a signal's body says whose callback is
+    /// called.
+    ///
+    /// Subscribing an event again replaces its callback and its user data, for every live
+    /// subscription of it: without an end of the first, each signal is delivered twice. A signal
+    /// that another thread is dispatching during the change goes to the old callback with the old
+    /// user data, to the new with the new, or to neither.
     /// @param event     CONTENTS_RECOGNITION_EVENT_LINEAR_CHANNEL (1) to
-    ///                  CONTENTS_RECOGNITION_EVENT_CUDS_STARTSTOP (11)
-    /// @param callback  kept for the life of the process; with null, signals of the event are
-    /// dropped
+    ///                  CONTENTS_RECOGNITION_EVENT_CUDS_STARTSTOP (11). 8, 9 and 11 are for the
+    ///                  operations that start them: subscribed here they deliver nothing, and take
+    ///                  the event's id and user data from those operations
+    /// @param callback  replaces the earlier one, and stays after UnsubscribeEvent; with null,
+    ///                  signals of the event are dropped
     /// @param userData  handed back unchanged; not owned
     /// @return the subscription id for UnsubscribeEvent; 0 when the bus library refuses the
     ///         subscription (event 7); -1 for another event, without a connection, or when the
@@ -166,31 +177,36 @@ class CRI_API CContentsRecognitionAPI {
     static int SubscribeEvent(CONTENTS_RECOGNITION_EVENTS event, ChangedCallback callback,
                               void* userData);
 
-    /// Ends a subscription. A signal already on its way may still reach the callback.
+    /// Ends a subscription. A signal that another thread is already dispatching may still reach the
+    /// callback.
+    /// @param subscriberId  from SubscribeEvent
     /// @return true for any id, known or not (0 asks nothing of the bus library); false without a
     ///         connection
     static bool UnsubscribeEvent(unsigned int subscriberId);
 
     /// Attaches the signal of event 8 or 9 to its own handler, after ending the event's earlier
-    /// subscription; the callback called is sm_vpd_cb or sm_cad_cb. Takes no lock and is not for
-    /// two threads at once.
-    /// @return true when attached; false for another event or without a connection
+    /// subscription. The callback called is sm_vpd_cb or sm_cad_cb, which the start operations set:
+    /// an application calls those. Takes no lock and is not for two threads at once.
+    /// @param userData  handed back unchanged; not owned
+    /// @return true when attached; false for another event, without a connection, or when the
+    ///         connection has been closed
     static bool SubscribeSMEvent(CONTENTS_RECOGNITION_EVENTS event, void* userData);
 
     /// @}
     /// @name Black-screen reports
     /// @{
 
-    /// Subscribes to the black-screen engine's reports; every subscription holds one reference on
-    /// the engine, which runs while references are held.
+    /// Subscribes to the black-screen engine's reports. Every subscription holds one reference on
+    /// the engine, which runs while references are held. All callbacks come on one thread: the main
+    /// context is that of the thread that made the process's first subscription, even one that the
+    /// service did not confirm.
     /// @param callback  called with each report, in ascending order of the ids; moved in, and
     ///                  destroyed after the unsubscription, with no lock held. It may subscribe and
-    ///                  unsubscribe, itself included; a subscription removed while a report is
+    ///                  unsubscribe, itself included. A subscription removed while a report is
     ///                  being dispatched may still get that report
     /// @return an id of 0 or more for UnsubscribeBlackScreenEvent, never used twice in a process;
-    /// -1
-    ///         when the callback is empty (the engine is not asked then), without a connection, or
-    ///         when the service does not confirm the reference
+    ///         -1 when the callback is empty (the engine is not asked then), without a connection,
+    ///         or when the service does not confirm the reference
     static int SubscribeBlackScreenEvent(BlackScreenCallback callback);
 
     /// Ends a subscription and gives its reference back.
@@ -198,7 +214,8 @@ class CRI_API CContentsRecognitionAPI {
     ///         or when the service does not confirm (the subscription stays then)
     static bool UnsubscribeBlackScreenEvent(int id);
 
-    /// Period of the black-screen engine in milliseconds.
+    /// Asks the service for the period of the black-screen engine.
+    /// @param periodMillis  receives milliseconds
     /// @return true when the service answered; otherwise false and `periodMillis` is untouched
     static bool GetBlackScreenPeriodMillis(int& periodMillis);
 
@@ -206,27 +223,29 @@ class CRI_API CContentsRecognitionAPI {
     /// @name Screen-monitor control
     ///
     /// Drives the capture engine that the recognition service hosts and its two detectors. Numbers
-    /// are handed to the service unchanged and mean what they mean there. Each operation is one
-    /// call to the service (up to 2000 ms). A detector's callback may call any operation, its own
-    /// stop included; a signal that is on its way when the detector is stopped reaches nobody.
+    /// are handed to the service unchanged, in its own codes and units. Each operation is one call
+    /// to the service (up to 2000 ms). A detector's callback may call any operation, its own stop
+    /// included.
     ///
-    /// @return true when the service answered, whatever code its answer carries; false without an
-    ///         answer or without a connection
+    /// @return true when the service answered, whatever the answer holds; false without an answer
+    ///         or without a connection
     /// @{
 
     /// Starts the content-area detector without the logo detector; see SM_CADServiceStart. A start
     /// while the detector is started ends the earlier attachment first, so that no report comes
-    /// twice and one stop ends all. Without a connection nothing is stored; without an answer the
-    /// callback stays attached until the stop.
+    /// twice and one stop ends all. A report that another thread is dispatching meanwhile goes to
+    /// the old callback with the old user data, to the new with the new, or to neither. Without a
+    /// connection nothing is stored; without an answer the callback stays attached until the stop.
     /// @param callback     called with each report; with null, reports are dropped
     /// @param userData     handed back unchanged; not owned
     /// @param captureType  the service's capture type
     static bool SMServiceStart(ContentAreaCallback callback, void* userData, int captureType);
     /// Stops the content-area detector and detaches its callback, also when the service does not
     /// answer. When another thread has started the detector anew meanwhile, that start stays
-    /// attached.
+    /// attached. A report that the main loop's thread is already handing out may still be with the
+    /// callback when the stop returns on another thread; no later one reaches it.
     static bool SMServiceStop();
-    /// The same two for the video-play detector.
+    /// The same two for the video-play detector, which reports a status.
     static bool SM_VPDServiceStart(VideoPlayCallback callback, void* userData, int captureType);
     static bool SM_VPDServiceStop();
     /// Suspends and continues the video-play detector; its callback stays attached.
@@ -236,11 +255,13 @@ class CRI_API CContentsRecognitionAPI {
     static bool SMServiceCSChange(int captureSpeed);
     /// Sets the capture resolution by the service's resolution code.
     static bool SMServiceResChange(int resolution);
-    /// Sets the capture resolution by orientation code, width and height in pixels.
+    /// Sets the capture resolution by the service's orientation code, width and height.
     static bool SMServiceSetResolutionWH(int orientation, int width, int height);
 
     /// What the operations above and the content-area operations send. They take no lock and are
     /// for callers that do not run beside another operation.
+    /// @param methodName  D-Bus method to call; with null, or no possible name of one: false
+    /// @param value       handed to that method
     static bool m_SMServiceStart(const char* methodName, int value);
     static bool m_SMServiceStop(const char* methodName);
     static bool m_SMServiceChange(int captureType);
@@ -252,12 +273,18 @@ class CRI_API CContentsRecognitionAPI {
     /// @name Content-area detection
     ///
     /// Drives the content-area detector of the recognition service and then the logo detector of
-    /// the vision-data service as one; the logo detector's results come to the subscribers of
+    /// the vision-data service as one. The logo detector's results come to the subscribers of
     /// VisionDataRecognitionAPI. The second half runs whatever became of the first; how it went is
-    /// only logged. The first half waits for the service up to 2000 ms; the second writes a message
-    /// file, and in the first start of a process waits up to 2000 ms for its channel to be watched.
+    /// only logged.
     ///
-    /// @return true when the recognition service answered; false without an answer or a connection
+    /// The first half waits for the service up to 2000 ms. The second writes a message file, and
+    /// takes the lock anew: another thread's operation may run between them. A start or a resume
+    /// that finds the logo detector's channel unconnected waits up to 2000 ms more, for it to be
+    /// watched. A stop or a pause deletes the busy marker, with a shell command and a sync of the
+    /// file systems.
+    ///
+    /// @return true when the recognition service answered, whatever the answer holds; false without
+    ///         an answer or a connection
     /// @{
 
     /// Starts both; parameters as for SMServiceStart. Without a connection neither half runs.
@@ -270,7 +297,9 @@ class CRI_API CContentsRecognitionAPI {
     /// Changes the capture type of both.
     static bool SMServiceChange(int captureType);
 
-    /// The logo-detector half of each; the result is that half's own.
+    /// The logo-detector half of each, which takes the lock itself. The result is that of
+    /// VisionDataRecognitionAPI's operation.
+    /// @param userData  not used
     static bool m_SM_LIDServiceStart(void* userData, int captureType);
     static bool m_SM_LIDServiceStop();
     static bool m_SM_LIDServicePause();
@@ -282,22 +311,29 @@ class CRI_API CContentsRecognitionAPI {
     ///
     /// Lets the recognition service start and stop UI detection: after CUDSRegist each of its
     /// start/stop signals is passed on to ContentsUIDetectionAPI, on the thread that iterates the
-    /// main context of the registering thread.
+    /// main context of the registering thread. The signal's code 1 starts, any other one stops; its
+    /// four further values are passed on unchanged.
     /// @{
 
-    /// Connects the UI-detection channel and subscribes the start/stop signal. Each registration
-    /// makes a subscription of its own; CUDSDeRegist ends the newest.
+    /// Connects the UI-detection channel (up to 2 s) and subscribes the start/stop signal. Each
+    /// registration makes a subscription of its own; CUDSDeRegist ends the newest, and earlier ones
+    /// stay.
     /// @param userData  kept and not used
-    /// @return true when subscribed; false without a connection: the channel stays connected then
+    /// @return true when subscribed, also when the channel could not be connected; false without a
+    ///         connection to the bus, or when it has been closed: the channel stays connected then
     static bool CUDSRegist(void* userData);
     /// Disconnects the channel, waiting at most 2 s for a callback that is running, and ends the
-    /// subscription.
+    /// newest subscription. Other operations wait meanwhile.
+    /// @param userData  not used
     /// @return true; false without a connection to the bus: the channel is disconnected all the
-    /// same
+    ///         same
     static bool CUDSDeRegist(void* userData);
 
-    /// The halves of the two above that deal with the signal; they take no lock.
-    /// @param event  CONTENTS_RECOGNITION_EVENT_CUDS_STARTSTOP; false for any other
+    /// The halves of the two above that deal with the signal. They take no lock, and their results
+    /// are those of the two.
+    /// @param event         CONTENTS_RECOGNITION_EVENT_CUDS_STARTSTOP; false for any other
+    /// @param userData      kept and not used
+    /// @param subscriberId  the bus subscription to end; true for any id, known or not
     static bool SubscribeCUDSEvent(CONTENTS_RECOGNITION_EVENTS event, void* userData);
     static bool UnsubscribeCUDSEvent(unsigned int subscriberId);
 
@@ -325,8 +361,9 @@ class CRI_API CContentsRecognitionAPI {
     /// @}
     /// @name State of the process
     ///
-    /// Exported for inspection; zero or null at load. Words are read and written atomically by the
-    /// library; an application does not write them.
+    /// Exported for inspection; zero or null at load unless a line says otherwise. The library
+    /// reads and writes the words atomically, the black-screen ones under its lock; an application
+    /// does not write them.
     /// @{
     static GDBusConnection* m_connection;  ///< shared system-bus connection; never closed by us
     static GDBusProxy* m_proxy;            ///< target of every method call

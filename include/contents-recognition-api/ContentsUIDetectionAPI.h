@@ -17,8 +17,9 @@ class SubscriberList;
 struct UiDetectionState;
 }  // namespace cri
 
-/// One detected UI element. The edges and the score are the service's own figures, passed on
-/// unchanged; one that is missing, or that cannot be converted, reads 0.
+/// One detected UI element. The edges and the score are the service's own figures, in its own
+/// units, passed on unchanged. A value that is missing from the service's document, or that cannot
+/// be converted, reads 0; the list is delivered all the same.
 struct _DETECTED_RESULT {
     float left;
     float top;
@@ -28,8 +29,9 @@ struct _DETECTED_RESULT {
     uint32_t class_id;  ///< the service's number of the element's class
 };
 
-/// The picture-in-picture state of one report, in the service's own coding; a value that is
-/// missing, or that cannot be converted, reads 0.
+/// The picture-in-picture state of one result, in the service's own coding and units. A value that
+/// is missing from the service's document, or that cannot be converted, reads 0; the state is
+/// delivered all the same.
 struct _PIP_MODE_RESULT {
     int centerx;
     int centery;
@@ -53,9 +55,13 @@ class CRI_API CUDASubscriptionHandle {
 ///
 /// Every operation may be called from any thread and from inside a callback; none throws. Callbacks
 /// run on the channel's notification thread, one after another in the order of their ids, with no
-/// lock of the library held; what they throw is dropped, and an empty one is skipped. A
+/// lock of the library held. What they throw is dropped, and an empty one is skipped. A
 /// subscription that is ended while a result is being handed out does not get it if its turn has
 /// not come.
+///
+/// Each JSON document of the service is one result. A document that cannot be parsed, is not of the
+/// type "ContentsUIdetection" or has no "result" object is dropped with the log line "There is no
+/// analyze result".
 class CRI_API ContentsUIDetectionAPI {
   public:
     typedef std::function<void(const std::vector<_DETECTED_RESULT>&)> DetectedCallback;
@@ -64,45 +70,43 @@ class CRI_API ContentsUIDetectionAPI {
     static ContentsUIDetectionAPI* GetInstance();
     ContentsUIDetectionAPI();
 
-    /// Connects the message-file channel; see CUDSClientInotifyConnect.
+    /// Connects the message-file channel, which may take up to 2 s; see CUDSClientInotifyConnect.
     /// @return true when it is connected afterwards
     bool Initialize();
 
-    /// Disconnects the channel; see CUDSClientInotifyDisconnect.
+    /// Disconnects the channel, waiting at most 2 s for a callback that is running; see
+    /// CUDSClientInotifyDisconnect. The subscriptions stay.
     /// @return true when it is disconnected afterwards. False from inside a callback, whose thread
-    /// cannot
-    ///         wait for itself: nothing is delivered any more all the same, and a second call
-    ///         succeeds
+    ///         cannot wait for itself: nothing is delivered any more all the same, and a second
+    ///         call succeeds
     bool Finalize();
 
     /// Asks the service to start or stop its engine under four conditions, which are passed on
     /// unchanged: HDMI port of the input, whether a set-top box is on it, adaptive sound on or off,
-    /// multiview on or off. Needs no Initialize.
+    /// multiview on or off. The request goes into a message file and is not answered. Needs no
+    /// Initialize.
     /// @return true, also when the request could not be written: the log tells
     bool StartAnalyze(int HDMIport, int isSTB, int adaptiveSoundOnOff, int multiviewonoff);
     bool StopAnalyze(int HDMIport, int isSTB, int adaptiveSoundOnOff, int multiviewonoff);
 
-    /// Tells the service a new adaptive-sound setting.
-    /// @return true, as above
+    /// Tells the service a new adaptive-sound setting, passed on unchanged; as above otherwise.
+    /// @return true, also when the request could not be written: the log tells
     bool SetAdaptiveSoundOnOffChange(int adaptiveSoundOnOff);
 
-    /// Subscribes to the lists of detected elements, or to the picture-in-picture states; each
+    /// Subscribes to the lists of detected elements, or to the picture-in-picture states. Each
     /// result of the service brings one list (which may be empty) and then one state. Connects the
-    /// channel first.
-    /// @param callback  copied; the copy lives until the subscription ends. What it is given is
-    /// valid
-    ///                  during the call only
+    /// channel first, which may take up to 2 s.
+    /// @param callback  moved in; lives until the subscription ends and a call of it that is
+    ///                  running is over. What it is given is valid during the call only
     /// @return the handle, valid also when the channel could not be connected; its id is unique
-    /// over both
-    ///         kinds. When memory runs out, a handle that is not valid
+    ///         over both kinds. When memory runs out, a handle that is not valid
     CUDASubscriptionHandle SubscribeDetectedCallback(DetectedCallback callback);
     CUDASubscriptionHandle SubscribePipModeCallback(PipModeCallback callback);
 
     /// Ends a subscription of either kind; a valid handle of this object is no longer valid
-    /// afterwards.
+    /// afterwards. A callback that is running on another thread is not waited for.
     /// @return true when a subscription was removed; false for a handle that is not valid or is
-    /// another
-    ///         object's, or when another copy of it has ended the subscription
+    ///         another object's, or when another copy of it has ended the subscription
     bool Unsubscribe(CUDASubscriptionHandle& handle);
 
     /// Hands a list, or a state, to its subscribers, on the calling thread. The channel does this

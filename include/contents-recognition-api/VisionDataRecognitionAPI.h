@@ -17,7 +17,8 @@ struct VisionDataState;
 }
 
 /// One detected logo or icon, in the service's own units and figures, passed on unchanged. A value
-/// that is missing from the service's document, or that cannot be converted, reads 0.
+/// that is missing from the service's document, or that cannot be converted, reads 0; the record is
+/// delivered all the same.
 struct LogoIconInfo {
     uint32_t left;  ///< edges of the detection box
     uint32_t top;
@@ -27,10 +28,15 @@ struct LogoIconInfo {
     uint32_t class_id;  ///< the service's number of the logo's or icon's class
 };
 
-/// One result of the analysis. A text that is missing from the service's document, or that cannot
-/// be converted, is empty.
+/// One result of the analysis, made of one JSON document of the service. A text that is missing
+/// from the document, or that cannot be converted, is empty; the record is delivered all the same.
+///
+/// A document that cannot be parsed, or is not of the type "AnalyzeResult", is dropped with the log
+/// line "Unknown Data". One without an "analyze_result" object, or without a
+/// "mobile_usage_analysis" in that, is dropped and logged as well.
 struct MOBILE_USAGE {
-    /// Where the text on the picture is; 0 where the service does not say.
+    /// Where the text on the picture is, in the service's own units; 0 where the service does not
+    /// say.
     struct TextRegion {
         uint32_t left;
         uint32_t top;
@@ -61,77 +67,85 @@ class CRI_API SubscriptionHandle {
 /// results. There is one object per process, made when the library is loaded.
 ///
 /// Every operation may be called from any thread and from inside a callback; none throws. Requests
-/// go into a message file and are not answered: a true result means that the request was written.
+/// go into a message file and are not answered: one counts as sent when the file was opened for it,
+/// and a write that fails then is only logged. An operation that connects the channel first may
+/// take up to 2 s for that, and goes on also when the channel cannot be connected.
 class CRI_API VisionDataRecognitionAPI {
   public:
     typedef std::function<void(const MOBILE_USAGE&)> LogoIconCallback;
 
     static VisionDataRecognitionAPI* GetInstance();
-    /// Ends the subscriptions. It neither stops the analysis nor disconnects the channel.
+    /// Runs when the process exits and ends the subscriptions. It neither stops the analysis nor
+    /// disconnects the channel.
     ~VisionDataRecognitionAPI();
     VisionDataRecognitionAPI(const VisionDataRecognitionAPI&) = delete;
     VisionDataRecognitionAPI& operator=(const VisionDataRecognitionAPI&) = delete;
 
     /// Connects the message-file channel once; see VDRS_Client_Inotify_Connect.
-    /// @return true when it is connected or was initialised before
+    /// @return true when it is connected or was initialised before. False when it cannot be
+    ///         connected; it counts as initialised until Finalize all the same
     bool Initialize();
 
-    /// Disconnects the channel; see VDRS_Client_Inotify_Disconnect.
+    /// Disconnects the channel, waiting at most 2 s for a callback that is running; see
+    /// VDRS_Client_Inotify_Disconnect. The subscriptions stay.
     /// @return true when it is disconnected or was not initialised. False from inside a callback,
-    /// whose
-    ///         thread cannot wait for itself: nothing is delivered any more all the same
+    ///         whose thread cannot wait for itself: nothing is delivered any more all the same
     bool Finalize();
 
     /// Starts the analysis, or continues it after a pause; connects the channel first. Creates the
     /// busy marker "/run/user/5001/org.olvex.contents-recognition-api.busy" when it is missing, and
     /// sends the user's agreement to the use of viewing information along.
-    /// @param method       "vdrs_method_ld_start" or "vdrs_method_ld_resume"
+    /// @param method       "vdrs_method_ld_start" or "vdrs_method_ld_resume"; with another one
+    ///                     nothing is written
     /// @param captureType  the caller's capture type: 1 and 10000 become 5, 2 and 10001 become 3,
-    /// others
-    ///                     are handed on unchanged
-    /// @return true when the request was written; false when the analysis is started already, the
-    /// marker
-    ///         cannot be created or is reached through a link, or `method` is null
+    ///                     others are handed on unchanged
+    /// @return true when the request was sent. False when the analysis is started already, the
+    ///         marker cannot be created or is reached through a link, or `method` is null: nothing
+    ///         is sent then. False also when the request file cannot be opened: the analysis counts
+    ///         as started all the same
     bool StartAnalyze(const char* method, int captureType);
 
-    /// Ends the analysis, or suspends it, and removes the busy marker.
+    /// Ends the analysis, or suspends it. Removes the busy marker, with a shell command and a sync
+    /// of the file systems, also when the request could not be sent.
     /// @param method  "vdrs_method_ld_stop" (always sent) or "vdrs_method_ld_pause" (refused when
-    /// the
-    ///                analysis is not started)
-    /// @return true when the request was written
+    ///                the analysis is not started)
+    /// @return true when the request was sent; false when it was refused, the request file cannot
+    ///         be opened, or `method` is null
     bool StopAnalyze(const char* method);
 
     /// Changes the capture type of a started analysis.
-    /// @return true when the request was written; false when the analysis is not started
+    /// @param captureType  as for StartAnalyze
+    /// @return true when the request was sent; false when the analysis is not started or the
+    ///         request file cannot be opened
     bool ChangeAnalyze(int captureType);
 
     /// Asks the service for a result.
     /// @param result   left unchanged: the result comes to the subscribers
-    /// @param request  goes to the log only
-    /// @return true
+    /// @param request  goes to the log only; may be null
+    /// @return true, also when the request could not be sent: the log tells
     bool Request(std::string& result, const char* request);
 
-    /// Subscribes to the results; connects the channel first. Callbacks run on the channel's
-    /// notification thread, one after another in the order of their ids, with no lock of the
-    /// library held. They may call any operation: one that is ended before its turn is not called,
-    /// one that is added is called from the next result on. What they throw is dropped; an empty
-    /// one is skipped.
-    /// @param callback  copied; the copy lives until the subscription ends. The record that it is
-    /// given is
-    ///                  valid during the call
+    /// Subscribes to the results; connects the channel first. Results come only while the analysis
+    /// runs. Callbacks run on the channel's notification thread, one after another in the order of
+    /// their ids, with no lock of the library held. They may call any operation: one that is ended
+    /// before its turn is not called, one that is added is called from the next result on. What
+    /// they throw is dropped; an empty one is skipped.
+    /// @param callback  moved in; lives until the subscription ends and a call of it that is
+    ///                  running is over. The record that it is given stays valid during the call,
+    ///                  and after it until the next record replaces it: copy what is to be kept
     /// @return the handle, valid also when the channel could not be connected; ids start at 1 and
-    /// are never
-    ///         used twice. When memory runs out, a handle that is not valid
+    ///         are never used twice. When memory runs out, a handle that is not valid
     SubscriptionHandle SubscribeLogoIconInfo(LogoIconCallback callback);
 
-    /// Ends a subscription; a valid handle of this object is no longer valid afterwards.
+    /// Ends a subscription; a valid handle of this object is no longer valid afterwards. A callback
+    /// that is running on another thread is not waited for.
     /// @return true when a subscription was removed; false for a handle that is not valid or is
-    /// another
-    ///         object's, or when another copy of it has ended the subscription
+    ///         another object's, or when another copy of it has ended the subscription
     bool Unsubscribe(SubscriptionHandle& handle);
 
-    /// Keeps a copy of the record and calls every subscriber with it, on the calling thread. The
-    /// channel does this with each result; an application may do it with one of its own.
+    /// Keeps a copy of the record, which replaces the last one, and calls every subscriber with the
+    /// copy, on the calling thread. The channel does this with each result; an application may do
+    /// it with one of its own.
     void ReceiveLogoIconData(const MOBILE_USAGE& usage);
 
     static VisionDataRecognitionAPI s_Instance;  ///< what GetInstance returns
@@ -155,7 +169,7 @@ class CRI_API VDRAPIProvider {
   public:
     static VDRAPIProvider* GetInstance();
 
-    /// On this set always -1, 0 and "unknown".
+    /// The current input source: on this set always -1, 0 and "unknown".
     /// @return 1
     int Getcurrentsource(int& bHDMI, int& deviceType, std::string& deviceName);
 
@@ -189,17 +203,18 @@ class CRI_API AutoLock {
     VDRLocker* m_pLocker;
 };
 
-/// Runs a command with /bin/sh and waits for its end.
+/// Runs a command with /bin/sh and waits for its end, however long that takes.
 /// @return the status as waitpid gives it; -1 when it could not be run or waited for, or for null
 CRI_API int m_ExecuteShell(const char* command);
 
-/// Deletes a path through the shell ("rm -rf"), which reads the path as it reads any command line.
+/// Deletes a path through the shell ("rm -rf"), which reads the path as it reads any command line,
+/// and syncs the file systems.
 /// @return 1 whatever became of it; 0 for null, or when the command would be longer than 511
-/// characters:
-///         nothing is deleted then
+///         characters: nothing is deleted then
 CRI_API int DelFiles(char* path);
 
-/// @return 1 when the path exists, 0 otherwise or for null
+/// Whether a path exists; a link is followed.
+/// @return 1 when it exists; 0 otherwise, or for null
 CRI_API int FileExist(char* path);
 
 #endif
