@@ -18,7 +18,6 @@ using namespace cri_test;
 using namespace std::chrono_literals;
 using cri_sim::Answer;
 using cri_sim::Request;
-using testing::Contains;
 using testing::ElementsAre;
 
 std::chrono::steady_clock::time_point Soon() {
@@ -32,6 +31,55 @@ void KeepArea(SM_SCREEN_STATUS mode, int x, int y, int width, int height, void* 
         static_cast<Numbers*>(numbers)->push_back(number);
 }
 
+/// One operation: what it asks of each half, and the two lines that tell what came of the second.
+struct Operation {
+    const char* method;
+    std::function<bool()> run;
+    const char* arguments;
+    Request request;
+    const char* helper;
+    const char* own;
+
+    std::vector<std::string> ResultLogs(bool succeeded) const {
+        const std::string outcome = succeeded ? " result : Succeed\n" : " result : Failed\n";
+        return {std::string("ERROR ") + helper + outcome, std::string("ERROR ") + own + outcome};
+    }
+};
+
+/// In an order in which the logo detector takes each of them.
+std::vector<Operation> Operations() {
+    return {{"SM_CADServiceStart",
+             [] { return Api::SM_CADServiceStart(KeepArea, nullptr, 1); },
+             "(1,)",
+             {"vdrs_method_ld_start", {"0", "-1", "0", "unknown", "5"}, false},
+             "m_SM_LIDServiceStart: VisionDataRecognitionAPI start",
+             "SM_CADServiceStart: VisionDataRecognitionAPI start"},
+            {"SMServiceChange",
+             [] { return Api::SMServiceChange(2); },
+             "(2,)",
+             {"vdrs_method_ld_change", {"3"}, false},
+             "m_SM_LIDServiceChange: VisionDataRecognitionAPI ChangeAnalyze",
+             "SMServiceChange: VisionDataRecognitionAPI change"},
+            {"SM_CADServicePause",
+             Api::SM_CADServicePause,
+             "()",
+             {"vdrs_method_ld_pause", {}, false},
+             "m_SM_LIDServicePause: VisionDataRecognitionAPI pause",
+             "SM_CADServicePause: VisionDataRecognitionAPI pause"},
+            {"SM_CADServiceResume",
+             [] { return Api::SM_CADServiceResume(10000); },
+             "(10000,)",
+             {"vdrs_method_ld_resume", {"0", "-1", "0", "unknown", "5"}, false},
+             "m_SM_LIDServiceResume: VisionDataRecognitionAPI resume",
+             "SM_CADServiceResume: VisionDataRecognitionAPI resume"},
+            {"SM_CADServiceStop",
+             Api::SM_CADServiceStop,
+             "()",
+             {"vdrs_method_ld_stop", {}, false},
+             "m_SM_LIDServiceStop: VisionDataRecognitionAPI stop",
+             "SM_CADServiceStop: VisionDataRecognitionAPI stop"}};
+}
+
 class ContentAreaTest : public testing::Test {
   protected:
     /// The logs that tell how the logo detector's half went.
@@ -43,65 +91,83 @@ class ContentAreaTest : public testing::Test {
         return results;
     }
 
+    /// Runs the operation, whose logo half does its work.
+    void ExpectLogoHalf(const Operation& operation, bool answered) {
+        EXPECT_EQ(Results(operation.run, answered), operation.ResultLogs(true));
+        ASSERT_TRUE(m_vision.WaitForRequests(++m_requests, Soon()));
+        EXPECT_EQ(m_vision.Requests().back(), operation.request);
+    }
+
     /// The logo detector cannot be asked any more.
     static void BreakLogoHalf() { ASSERT_EQ(mkdir("/run/user/5001/vdrs_c2s_msg", 0700), 0); }
 
     cri_sim::RecognitionService m_service;
     cri_sim::VisionDataPeer m_vision;
+    std::size_t m_requests = 0;
 };
 
 TEST_F(ContentAreaTest, DrivesBothHalvesOneAfterTheOther) {
-    Numbers area;
-    const auto start = [&] { return Api::SM_CADServiceStart(KeepArea, &area, 1); };
-    const std::vector<std::pair<std::function<bool()>, Request>> steps = {
-        {start, {"vdrs_method_ld_start", {"0", "-1", "0", "unknown", "5"}, false}},
-        {[] { return Api::SMServiceChange(2); }, {"vdrs_method_ld_change", {"3"}, false}},
-        {Api::SM_CADServicePause, {"vdrs_method_ld_pause", {}, false}},
-        {[] { return Api::SM_CADServiceResume(10000); },
-         {"vdrs_method_ld_resume", {"0", "-1", "0", "unknown", "5"}, false}},
-        {Api::SM_CADServiceStop, {"vdrs_method_ld_stop", {}, false}}};
-    std::size_t count = 0;
-    for (const auto& [operation, request] : steps) {
-        EXPECT_TRUE(operation());
-        ASSERT_TRUE(m_vision.WaitForRequests(++count, Soon()));
-        EXPECT_EQ(m_vision.Requests().back(), request);
+    for (const Operation& operation : Operations()) {
+        SCOPED_TRACE(operation.method);
+        ExpectLogoHalf(operation, true);
+        EXPECT_EQ(m_service.Calls().back().method, operation.method);
+        EXPECT_EQ(m_service.Calls().back().arguments, operation.arguments);
     }
-    std::vector<std::string> calls;
-    for (const auto& call : m_service.Calls()) calls.push_back(call.method + call.arguments);
-    EXPECT_THAT(calls,
-                ElementsAre("SM_CADServiceStart(1,)", "SMServiceChange(2,)", "SM_CADServicePause()",
-                            "SM_CADServiceResume(10000,)", "SM_CADServiceStop()"));
+    EXPECT_EQ(m_service.Calls().size(), Operations().size());
 }
 
 TEST_F(ContentAreaTest, RunsTheLogoHalfWhateverBecameOfTheFirst) {
-    for (const char* method : {"SM_CADServiceStart", "SM_CADServicePause", "SM_CADServiceStop"})
-        m_service.SetAnswer(method, Answer::Error("kestrum.olvex.Failed", "busy"));
-    const auto start = [] { return Api::SM_CADServiceStart(KeepArea, nullptr, 1); };
-    EXPECT_THAT(Results(start, false),
-                ElementsAre("ERROR m_SM_LIDServiceStart: VisionDataRecognitionAPI start result : "
-                            "Succeed\n",
-                            "ERROR SM_CADServiceStart: VisionDataRecognitionAPI start result : "
-                            "Succeed\n"));
-    EXPECT_TRUE(bLDStart);
-    EXPECT_NE(Api::sm_cad_cb, nullptr);
-    EXPECT_EQ(Results(Api::SM_CADServicePause, false).size(), 2U);
-    EXPECT_EQ(Results(Api::SM_CADServiceStop, false).size(), 2U);
-    EXPECT_FALSE(bLDStart);
-    EXPECT_EQ(Api::sm_cad_cb, nullptr);
+    // What the service says is only logged, so that a reply of another type is an answer too.
+    const std::vector<std::pair<Answer, bool>> answers = {
+        {Answer::Error("kestrum.olvex.Failed", "busy"), false},
+        {Answer::Reply("('odd',)"), true},
+        {Answer::Reply("()"), true}};
+    for (const auto& [answer, answered] : answers)
+        for (const Operation& operation : Operations()) {
+            SCOPED_TRACE(operation.method);
+            m_service.SetAnswer(operation.method, answer);
+            ExpectLogoHalf(operation, answered);
+            const bool stopped = operation.method == std::string("SM_CADServiceStop");
+            EXPECT_EQ(Api::sm_cad_cb == nullptr, stopped) << "attached from the start to the stop";
+        }
 }
 
 TEST_F(ContentAreaTest, ReportsTheFirstHalfWhenTheLogoHalfFails) {
     BreakLogoHalf();
-    const auto change = [] { return Api::SMServiceChange(2); };
-    EXPECT_THAT(Results(change, true),
-                ElementsAre("ERROR m_SM_LIDServiceChange: VisionDataRecognitionAPI ChangeAnalyze "
-                            "result : Failed\n",
-                            "ERROR SMServiceChange: VisionDataRecognitionAPI change result : "
-                            "Failed\n"));
-    EXPECT_THAT(Results(Api::SM_CADServicePause, true),
-                Contains(testing::EndsWith("pause result : Failed\n")).Times(2));
-    EXPECT_THAT(Results(Api::SM_CADServiceStop, true),
-                Contains(testing::EndsWith("stop result : Failed\n")).Times(2));
+    for (const bool answered : {true, false})
+        for (const Operation& operation : Operations()) {
+            SCOPED_TRACE(operation.method);
+            if (!answered)
+                m_service.SetAnswer(operation.method, Answer::Error("kestrum.Broken", "no"));
+            EXPECT_EQ(Results(operation.run, answered), operation.ResultLogs(false));
+        }
+    EXPECT_TRUE(m_vision.Requests().empty());
+}
+
+TEST_F(ContentAreaTest, BoundsASilentServiceAndServesTheOthersAfterwards) {
+    constexpr char kQuery[] = "GetChannelName";
+    ASSERT_TRUE(Api::InitService());
+    for (const Operation& operation : Operations()) {
+        SCOPED_TRACE(operation.method);
+        for (const char* method : {operation.method, kQuery})
+            m_service.Disturb(method, Answer::Silence());
+        std::thread silent([&] {
+            // Two seconds for the service; the logo half, which still runs, writes a file.
+            EXPECT_LT(Duration([&] { ExpectLogoHalf(operation, false); }), 3s);
+        });
+        EXPECT_TRUE(m_service.WaitForCalls(operation.method, 1));
+        std::thread query([] {
+            std::string name;
+            EXPECT_TRUE(Api::GetCurrentChannelName(name));
+            EXPECT_EQ(name, "Kestrel One");
+        });
+        // The service answers again while the operation still waits, and the query behind it.
+        for (const char* method : {operation.method, kQuery}) m_service.Undisturb(method);
+        query.join();
+        silent.join();
+        EXPECT_EQ(m_service.Calls().back().method, kQuery);
+    }
+    EXPECT_EQ(m_service.Calls().size(), 2 * Operations().size());
 }
 
 TEST(ContentAreaWithoutBusTest, StartsNeitherHalf) {
@@ -111,6 +177,20 @@ TEST(ContentAreaWithoutBusTest, StartsNeitherHalf) {
     EXPECT_FALSE(bLDInit);
     EXPECT_FALSE(Api::CUDSRegist(nullptr));
     EXPECT_FALSE(Api::CUDSDeRegist(nullptr));
+}
+
+TEST(ContentAreaWithoutBusTest, RunsTheLogoHalfOfAllButTheStart) {
+    const NoBus noBus;
+    cri_sim::VisionDataPeer vision;
+    ASSERT_TRUE(Api::m_SM_LIDServiceStart(nullptr, 1));
+    std::size_t requests = 1;
+    ASSERT_TRUE(vision.WaitForRequests(requests, Soon()));
+    for (const Operation& operation : Operations()) {
+        if (operation.method == std::string("SM_CADServiceStart")) continue;
+        EXPECT_FALSE(operation.run());
+        ASSERT_TRUE(vision.WaitForRequests(++requests, Soon()));
+        EXPECT_EQ(vision.Requests().back(), operation.request);
+    }
 }
 
 // ---- The UI-detection bridge ----
@@ -188,11 +268,38 @@ TEST_F(BridgeTest, DeregistersWhileASubscriberWaitsForTheLock) {
 
 // ---- The C interface ----
 
-class CInterfaceTest : public ContentAreaTest {
-  protected:
-    static void IgnoreReport(cri_bs_info_h info, void*) { cri_bs_info_destroy(info); }
-    static void IgnoreVideoPlay(SM_VPD_STATUS, void*) {}
+void IgnoreReport(cri_bs_info_h info, void*) {
+    cri_bs_info_destroy(info);
+}
+void IgnoreVideoPlay(SM_VPD_STATUS, void*) {}
+
+/// One control function, and what it asks of the service.
+struct Forwarder {
+    std::function<int()> call;
+    const char* method;
+    const char* arguments;
 };
+
+/// All but the content-area start.
+std::vector<Forwarder> Forwarders() {
+    return {{[] { return cri_sm_vpd_service_start(IgnoreVideoPlay, nullptr, 4); },
+             "SM_VPDServiceStart", "(4,)"},
+            {cri_sm_vpd_service_pause, "SM_VPDServicePause", "()"},
+            {[] { return cri_sm_vpd_service_resume(5); }, "SM_VPDServiceResume", "(5,)"},
+            {cri_sm_vpd_service_stop, "SM_VPDServiceStop", "()"},
+            {[] { return cri_sm_cad_service_resume(6); }, "SM_CADServiceResume", "(6,)"},
+            {cri_sm_cad_service_pause, "SM_CADServicePause", "()"},
+            {cri_sm_cad_service_stop, "SM_CADServiceStop", "()"},
+            {[] { return cri_sm_service_change(7); }, "SMServiceChange", "(7,)"},
+            {[] { return cri_sm_service_res_change(8); }, "SMServiceResChange", "(8,)"},
+            {[] { return cri_sm_service_cs_change(9); }, "SMServiceCSChange", "(9,)"},
+            {[] { return cri_sm_service_set_resolution_wh(1920, 1080); },
+             "SMServiceSetResolutionWH", "(0, 1920, 1080)"},
+            {[] { return cri_sm_service_set_resolution_orientation_wh(1, 2, 3); },
+             "SMServiceSetResolutionWH", "(1, 2, 3)"}};
+}
+
+using CInterfaceTest = ContentAreaTest;
 
 TEST_F(CInterfaceTest, RefusesNullPointersAndNegativeIds) {
     int id = 7;
@@ -213,28 +320,7 @@ TEST_F(CInterfaceTest, RefusesNullPointersAndNegativeIds) {
 }
 
 TEST_F(CInterfaceTest, ForwardsEachControlAndMapsItsResult) {
-    struct Forwarder {
-        std::function<int()> call;
-        const char* method;
-        const char* arguments;
-    };
-    const std::vector<Forwarder> forwarders = {
-        {[] { return cri_sm_vpd_service_start(IgnoreVideoPlay, nullptr, 4); }, "SM_VPDServiceStart",
-         "(4,)"},
-        {cri_sm_vpd_service_pause, "SM_VPDServicePause", "()"},
-        {[] { return cri_sm_vpd_service_resume(5); }, "SM_VPDServiceResume", "(5,)"},
-        {cri_sm_vpd_service_stop, "SM_VPDServiceStop", "()"},
-        {[] { return cri_sm_cad_service_resume(6); }, "SM_CADServiceResume", "(6,)"},
-        {cri_sm_cad_service_pause, "SM_CADServicePause", "()"},
-        {cri_sm_cad_service_stop, "SM_CADServiceStop", "()"},
-        {[] { return cri_sm_service_change(7); }, "SMServiceChange", "(7,)"},
-        {[] { return cri_sm_service_res_change(8); }, "SMServiceResChange", "(8,)"},
-        {[] { return cri_sm_service_cs_change(9); }, "SMServiceCSChange", "(9,)"},
-        {[] { return cri_sm_service_set_resolution_wh(1920, 1080); }, "SMServiceSetResolutionWH",
-         "(0, 1920, 1080)"},
-        {[] { return cri_sm_service_set_resolution_orientation_wh(1, 2, 3); },
-         "SMServiceSetResolutionWH", "(1, 2, 3)"}};
-    for (const Forwarder& forwarder : forwarders) {
+    for (const Forwarder& forwarder : Forwarders()) {
         EXPECT_EQ(forwarder.call(), CRI_ERROR_NONE) << forwarder.method;
         EXPECT_EQ(m_service.Calls().back().method, forwarder.method);
         EXPECT_EQ(m_service.Calls().back().arguments, forwarder.arguments);
@@ -300,13 +386,53 @@ TEST_F(CInterfaceTest, CarriesAContentAreaStartToBothKindsOfCallbacks) {
     EXPECT_EQ(FileExist(marker.data()), 0);
 }
 
-TEST_F(CInterfaceTest, LeavesNoReferenceBehindAfterAThousandRounds) {
-    for (int i = 0; i < (kSanitized ? 100 : 1000); ++i) {
+/// Calls every function that asks the service, and leaves both detectors started.
+void CallEverything(void* latch);
+
+void CallFromArea(SM_SCREEN_STATUS, int, int, int, int, void* latch) {
+    CallEverything(latch);
+}
+void CallFromVideoPlay(SM_VPD_STATUS, void* latch) {
+    CallEverything(latch);
+}
+void CallFromReport(cri_bs_info_h info, void* latch) {
+    EXPECT_EQ(cri_bs_info_destroy(info), CRI_ERROR_NONE);
+    CallEverything(latch);
+}
+
+void CallEverything(void* latch) {
+    int id = -1, period = 0;
+    for (const Forwarder& forwarder : Forwarders())
+        EXPECT_EQ(forwarder.call(), CRI_ERROR_NONE) << forwarder.method;
+    EXPECT_EQ(cri_sm_cad_service_start(CallFromArea, latch, 1), CRI_ERROR_NONE);
+    EXPECT_EQ(cri_sm_vpd_service_start(CallFromVideoPlay, latch, 1), CRI_ERROR_NONE);
+    EXPECT_EQ(cri_add_blackscreen_event_cb(&id, IgnoreReport, nullptr), CRI_ERROR_NONE);
+    EXPECT_EQ(cri_get_blackscreen_period_ms(&period), CRI_ERROR_NONE);
+    EXPECT_EQ(cri_remove_blackscreen_event_cb(id), CRI_ERROR_NONE);
+    static_cast<Latch*>(latch)->CountDown();
+}
+
+TEST_F(CInterfaceTest, LetsEveryCallbackCallEveryFunction) {
+    constexpr std::pair<const char*, const char*> kSignals[] = {
+        {"CONTENTS_RECOGNITION_EVENT_SM_CAD_STATUS", "(1, 2, 3, 4, 5)"},
+        {"CONTENTS_RECOGNITION_EVENT_SM_VPD_STATUS", "(1,)"},
+        {"BlackScreenInfo", "(1, 0.5, 0, 0, 0, 1)"}};
+    Latch latches[std::size(kSignals)];
+    MainLoop loop;
+    Latch* latch = latches;
+    for (const auto& [member, body] : kSignals) {
+        SCOPED_TRACE(member);
         int id = -1;
-        ASSERT_EQ(cri_add_blackscreen_event_cb(&id, IgnoreReport, nullptr), CRI_ERROR_NONE);
-        ASSERT_EQ(cri_remove_blackscreen_event_cb(id), CRI_ERROR_NONE);
+        loop.Run([&] {
+            EXPECT_EQ(cri_sm_cad_service_start(CallFromArea, latch, 1), CRI_ERROR_NONE);
+            EXPECT_EQ(cri_sm_vpd_service_start(CallFromVideoPlay, latch, 1), CRI_ERROR_NONE);
+            EXPECT_EQ(cri_add_blackscreen_event_cb(&id, CallFromReport, latch), CRI_ERROR_NONE);
+        });
+        Settle();
+        m_service.Emit(member, body);
+        ASSERT_TRUE(latch++->WaitForOpen());
+        EXPECT_EQ(cri_remove_blackscreen_event_cb(id), CRI_ERROR_NONE);
     }
-    EXPECT_EQ(m_service.BlackScreenReferences(), 0);
 }
 
 }  // namespace
