@@ -1,4 +1,4 @@
-/// Draws with cairo.
+/// Draws with cairo, and sets texts with Pango.
 #include "Canvas.h"
 
 #include <glib.h>
@@ -12,6 +12,11 @@ namespace {
 constexpr double kQuarterTurn = std::numbers::pi / 2;
 
 }  // namespace
+
+Rect Rect::Shrunk(double by) const {
+    const double across = std::min(by, width / 2), down = std::min(by, height / 2);
+    return {x + across, y + down, width - 2 * across, height - 2 * down};
+}
 
 bool Rect::Contains(const Rect& other) const {
     return other.x >= x && other.y >= y && other.Right() <= Right() && other.Bottom() <= Bottom();
@@ -71,38 +76,52 @@ void Canvas::Cross(double x, double y, double radius, Colour colour, double widt
     cairo_stroke(m_context);
 }
 
-void Canvas::SetFont(double size, bool bold) const {
-    cairo_select_font_face(m_context, "sans-serif", CAIRO_FONT_SLANT_NORMAL,
-                           bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
-    cairo_set_font_size(m_context, size);
+void Canvas::SetText(const std::string& text, double size, bool bold) const {
+    const std::unique_ptr<PangoFontDescription, void (*)(PangoFontDescription*)> font(
+        pango_font_description_new(), pango_font_description_free);
+    pango_font_description_set_family_static(font.get(), "sans-serif");
+    pango_font_description_set_weight(font.get(), bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
+    pango_font_description_set_absolute_size(font.get(), size * PANGO_SCALE);
+    pango_layout_set_font_description(m_layout.get(), font.get());
+    pango_layout_set_single_paragraph_mode(m_layout.get(), TRUE);
+    pango_layout_set_text(m_layout.get(), text.c_str(), -1);
 }
 
 double Canvas::TextWidth(const std::string& text, double size, bool bold) const {
-    SetFont(size, bold);
-    cairo_text_extents_t extents;
-    cairo_text_extents(m_context, text.c_str(), &extents);
-    return extents.x_advance;
+    SetText(text, size, bold);
+    PangoRectangle extents;
+    pango_layout_get_extents(m_layout.get(), nullptr, &extents);
+    return pango_units_to_double(extents.width);
 }
 
 void Canvas::Text(const std::string& text, double x, double y, double size, Colour colour,
                   bool bold) const {
-    SetFont(size, bold);
-    cairo_font_extents_t font;
-    cairo_font_extents(m_context, &font);
+    SetText(text, size, bold);
+    PangoRectangle extents;
+    pango_layout_get_extents(m_layout.get(), nullptr, &extents);
     SetColour(colour, 1);
-    cairo_move_to(m_context, x, y + (font.ascent - font.descent) / 2);
-    cairo_show_text(m_context, text.c_str());
+    cairo_move_to(m_context, x, y - pango_units_to_double(extents.height) / 2);
+    pango_cairo_show_layout(m_context, m_layout.get());
 }
 
 std::string Canvas::Fitted(const std::string& text, double width, double size, bool bold) const {
     constexpr const char* kEllipsis = "\u2026";
-    if (TextWidth(text, size, bold) <= width) return text;
-    std::string cut = text;
-    while (!cut.empty() && TextWidth(cut + kEllipsis, size, bold) > width) {
-        const char* const last = g_utf8_find_prev_char(cut.c_str(), cut.c_str() + cut.size());
-        cut.resize(last ? static_cast<std::size_t>(last - cut.c_str()) : 0);
+    constexpr glong kMost = 4096;  // fit nowhere, and more of them cannot be measured
+    const glong letters = g_utf8_strlen(text.c_str(), -1);
+    if (letters <= kMost && TextWidth(text, size, bold) <= width) return text;
+    const auto cut = [&](glong count) {
+        const char* const end = g_utf8_offset_to_pointer(text.c_str(), count);
+        return std::string(text.c_str(), end) + kEllipsis;
+    };
+    glong fitting = 0, most = std::min(letters, kMost);
+    while (fitting < most) {
+        const glong middle = (fitting + most + 1) / 2;
+        if (TextWidth(cut(middle), size, bold) <= width)
+            fitting = middle;
+        else
+            most = middle - 1;
     }
-    return cut.empty() ? cut : cut + kEllipsis;
+    return fitting == 0 ? std::string() : cut(fitting);
 }
 
 }  // namespace cri_monitor

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cairo.h>
+#include <pango/pangocairo.h>
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace cri_monitor {
@@ -23,7 +25,8 @@ struct Rect {
 
     double Right() const { return x + width; }
     double Bottom() const { return y + height; }
-    Rect Shrunk(double by) const { return {x + by, y + by, width - 2 * by, height - 2 * by}; }
+    /// Smaller by that on each side, down to nothing.
+    Rect Shrunk(double by) const;
     bool Contains(const Rect& other) const;
     bool Touches(const Rect& other) const;
 };
@@ -32,7 +35,8 @@ struct Rect {
 class Canvas {
   public:
     /// @param context  drawn on; outlives the canvas
-    explicit Canvas(cairo_t* context) : m_context(context) {}
+    explicit Canvas(cairo_t* context)
+        : m_context(context), m_layout(pango_cairo_create_layout(context)) {}
 
     void Fill(const Rect& rect, double radius, Colour colour, double opacity = 1) const;
     /// @param dash  length of the dashes; 0 for none
@@ -40,6 +44,7 @@ class Canvas {
                  double dash = 0) const;
     void Cross(double x, double y, double radius, Colour colour, double width) const;
 
+    /// Texts may be of any script: one line each, shaped, in fonts that have its letters.
     double TextWidth(const std::string& text, double size, bool bold = false) const;
     /// `y` is the text's middle.
     void Text(const std::string& text, double x, double y, double size, Colour colour,
@@ -49,10 +54,15 @@ class Canvas {
 
   private:
     void SetColour(Colour colour, double opacity) const;
-    void SetFont(double size, bool bold) const;
+    void SetText(const std::string& text, double size, bool bold) const;
     void Path(const Rect& rect, double radius) const;
 
+    struct LayoutUnref {
+        void operator()(PangoLayout* layout) const { g_object_unref(layout); }
+    };
+
     cairo_t* const m_context;
+    const std::unique_ptr<PangoLayout, LayoutUnref> m_layout;  ///< of the text being drawn
 };
 
 }  // namespace cri_monitor
