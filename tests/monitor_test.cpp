@@ -328,14 +328,18 @@ TEST(MonitorTest, HasAnExitCodeForEachEnd) {
     EXPECT_EQ(RunToEnd(Command({"control", "video-play", "pause"})).status, 3);
     EXPECT_EQ(RunToEnd(Command({"draw", kDirectory + "x.png"})).status, 3);
     EXPECT_EQ(RunToEnd(Command({"--help"})).status, 0);
-    const std::vector<std::vector<std::string>> misuses{{},
-                                                        {"watch", "--only", "nothing"},
-                                                        {"watch", "--count", "0"},
-                                                        {"draw", "picture.gif"},
-                                                        {"draw", "p.png", "--screen", "0x5"},
-                                                        {"draw", "p.png", "--screen", "10x20x30"},
-                                                        {"control", "resolution", "large"},
-                                                        {"control", "video-play"}};
+    const std::vector<std::vector<std::string>> misuses{
+        {},
+        {"watch", "--only", "nothing"},
+        {"watch", "--count", "0"},
+        {"draw", "picture.gif"},
+        {"draw", "p.png", "--screen", "0x5"},
+        {"draw", "p.png", "--screen", "10x20x30"},
+        {"watch", "--only", "event", "--not", "event"},
+        {"control", "resolution", "large"},
+        {"control", "resolution", "99999999999"},
+        {"control", "resolution", "0x0"},
+        {"control", "video-play"}};
     for (const auto& words : misuses) {
         const Outcome outcome = RunToEnd(Command(words));
         EXPECT_EQ(outcome.status, 2) << testing::PrintToString(words);
@@ -468,7 +472,7 @@ TEST(MonitorTest, DrawsWhateverServicesSend) {
     std::vector<Detection<std::uint32_t>> logos(100, {{0, 0, 4294967295U, 4294967295U}, 1e30F, 7});
     const float nan = std::numeric_limits<float>::quiet_NaN();
     StateChange state;
-    state.channelName = std::string(5000, 'W');
+    state.channelName = std::string(200000, 'W');
     const std::string recording =
         RecordingOf({state, VisionData{std::string(3000, 'x'), "\033", "\n", logos, {9, 9, 1, 1}},
                      ContentArea{-1, -2147483647, -5, 2147483647, 2147483647},

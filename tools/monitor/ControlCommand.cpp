@@ -1,8 +1,10 @@
 /// control: one request to the detectors and engines.
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -116,18 +118,26 @@ void AddUiDetection(CLI::App& control, Command& chosen) {
               });
 }
 
+constexpr int kLargestSide = 100000;
+
 struct Resolution {
     std::string text;
     int orientation = 0;
 };
 
+std::optional<int> ReadCode(const std::string& text) {
+    int code = 0;
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, code);
+    return read.ec == std::errc() && read.ptr == end ? std::optional(code) : std::nullopt;
+}
+
 /// "1920x1080" is a size, a number alone is the service's code of one.
 bool ChangeResolution(const Resolution& resolution) {
-    constexpr int kLargest = 100000;
     Size size{0, 0};
-    if (ReadSize(resolution.text, kLargest, size))
+    if (ReadSize(resolution.text, kLargestSide, size))
         return Api::SMServiceSetResolutionWH(resolution.orientation, size.width, size.height);
-    return Api::SMServiceResChange(std::stoi(resolution.text));
+    return Api::SMServiceResChange(ReadCode(resolution.text).value_or(0));
 }
 
 void AddResolution(CLI::App& control, Command& chosen) {
@@ -135,8 +145,8 @@ void AddResolution(CLI::App& control, Command& chosen) {
     CLI::App* const command = control.add_subcommand("resolution", "The capture resolution");
     const auto check = [](const std::string& text) -> std::string {
         Size size{0, 0};
-        const bool isCode = CLI::Number(text).empty() && text.find('.') == std::string::npos;
-        return isCode || ReadSize(text, 100000, size) ? "" : "must be WIDTHxHEIGHT or a code";
+        const bool isMeant = ReadCode(text) || ReadSize(text, kLargestSide, size);
+        return isMeant ? "" : "must be WIDTHxHEIGHT or a code";
     };
     command->add_option("RESOLUTION", wanted->text, "WIDTHxHEIGHT, or the service's code")
         ->required()

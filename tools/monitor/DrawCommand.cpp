@@ -82,7 +82,7 @@ void AddDraw(CLI::App& app, Command& chosen) {
             ->type_name("FILE");
     command->add_option("--at", options->at, "Draw that moment of the recording, not its end")
         ->needs(from)
-        ->check(Unnamed(CLI::NonNegativeNumber))
+        ->check(Unnamed(CLI::Range(0.0, 1e6)))
         ->type_name("SECONDS");
     command->add_option("--seconds", options->seconds, "Listen that long before (default 3)")
         ->excludes(from)

@@ -148,6 +148,10 @@ class Painter {
                 what + (' ' + std::to_string(found.classId)) + " \u00b7 " + Score(found.score);
             if (rect) PaintBox(*rect, label, colourOf(found.classId));
         }
+        if (count < all.size())
+            m_labels.Add(what + (" \u00b7 " + std::to_string(all.size() - count)) +
+                             " more that are not drawn",
+                         m_layout.screen.Shrunk(Of(kLineWidth)), kWarning);
     }
 
     void PaintElements() {
@@ -163,11 +167,16 @@ class Painter {
         const auto& pip = m_screen.uiDetection.pip;
         if (pip.onOff == 0) return;
         const double radius = Of(kPipRadius);
-        const double x = std::clamp(pip.centerX * m_layout.xScale, 0.0, m_layout.screen.width);
-        const double y = std::clamp(pip.centerY * m_layout.yScale, 0.0, m_layout.screen.height);
-        m_canvas.Cross(x, y, radius, kPip, Of(kLineWidth));
-        m_labels.Add("picture in picture", {x - 2 * radius, y - 2 * radius, 4 * radius, 4 * radius},
-                     kPip);
+        const double realX = pip.centerX * m_layout.xScale, realY = pip.centerY * m_layout.yScale;
+        const double x = std::clamp(realX, 0.0, m_layout.screen.width);
+        const double y = std::clamp(realY, 0.0, m_layout.screen.height);
+        std::string label = "picture in picture";
+        if (x == realX && y == realY)
+            m_canvas.Cross(x, y, radius, kPip, Of(kLineWidth));
+        else
+            label += " \u00b7 off the screen at " + std::to_string(pip.centerX) + "," +
+                     std::to_string(pip.centerY);
+        m_labels.Add(label, {x - 2 * radius, y - 2 * radius, 4 * radius, 4 * radius}, kPip);
     }
 
     void PaintCaption() const {
@@ -185,7 +194,8 @@ class Painter {
     void PaintChannel(double x, double y, double end) const {
         const double size = Of(kTitleSize);
         const auto& state = m_screen.state;
-        const std::string number = Printable(state.channelNumber.value_or(""));
+        const std::string number = m_canvas.Fitted(Printable(state.channelNumber.value_or("")),
+                                                   (end - x) / 2, size * 0.9, true);
         const std::string name = Printable(state.channelName.value_or("no channel known"));
         if (!number.empty()) {
             const double width = m_canvas.TextWidth(number, size * 0.9, true) + size * 0.9;

@@ -12,10 +12,10 @@ constexpr int kLargestScreen = 7680;
 constexpr int kLargestUnits = 1000000;
 
 void AddSize(CLI::App& app, const char* name, const char* help, int largest, Size& size) {
-    const auto read = [largest, &size](const std::string& text) {
+    const auto read = [name, largest, &size](const std::string& text) {
         if (!ReadSize(text, largest, size))
-            throw CLI::ValidationError("must be WIDTHxHEIGHT with sides from 1 to " +
-                                       std::to_string(largest));
+            throw CLI::ValidationError(
+                name, "must be WIDTHxHEIGHT with sides from 1 to " + std::to_string(largest));
     };
     app.add_option_function<std::string>(name, read, help)->type_name("WxH");
 }

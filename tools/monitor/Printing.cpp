@@ -40,8 +40,12 @@ std::string Printable(std::string_view text) {
 }
 
 std::string Padded(const std::string& text, std::size_t width) {
-    const auto letters = static_cast<std::size_t>(g_utf8_strlen(text.c_str(), -1));
-    return letters < width ? text + std::string(width - letters, ' ') : text;
+    std::size_t cells = 0;
+    for (const gchar* at = text.c_str(); *at; at = g_utf8_next_char(at)) {
+        const gunichar letter = g_utf8_get_char(at);
+        cells += g_unichar_iszerowidth(letter) ? 0 : g_unichar_iswide(letter) ? 2 : 1;
+    }
+    return cells < width ? text + std::string(width - cells, ' ') : text;
 }
 
 std::string Style::Paint(const std::string& text, const std::string& code) const {

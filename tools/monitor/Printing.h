@@ -22,7 +22,7 @@ bool ColourWanted();
 /// terminal.
 std::string Printable(std::string_view text);
 
-/// `text`, filled up with blanks to `width` letters.
+/// `text`, filled up with blanks to `width` cells of a terminal.
 std::string Padded(const std::string& text, std::size_t width);
 
 /// A terminal's colours, or none.

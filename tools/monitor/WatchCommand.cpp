@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -113,7 +114,7 @@ void AddKinds(CLI::App& command, WatchOptions& options) {
 
 void AddLimits(CLI::App& command, WatchOptions& options) {
     command.add_option("--count", options.count, "End after so many lines")
-        ->check(Unnamed(CLI::PositiveNumber))
+        ->check(Unnamed(CLI::Range(1u, std::numeric_limits<unsigned>::max())))
         ->type_name("N");
     command.add_option("--timeout", options.timeout, "End after that time, with exit code 4")
         ->check(Unnamed(CLI::Range(0.0, 1e6)))
@@ -160,6 +161,8 @@ void AddWatch(CLI::App& app, Command& chosen) {
         "started is shown.");
     command->callback([options, &chosen] {
         options->session.kinds = Choose(options->only, options->without);
+        if (options->session.kinds.none())
+            throw CLI::ValidationError("--not", "leaves no kind to watch");
         chosen = [options] { return Watch(*options).Run(); };
     });
 }

@@ -20,6 +20,7 @@ _cri_monitor_control() {
         3,video-play) _cri_monitor_words "start pause resume stop --help" ;;
         3,ui-detection) _cri_monitor_words "start stop adaptive-sound --help" ;;
         *,ui-detection)
+            [[ ${COMP_WORDS[3]} == adaptive-sound ]] && return
             _cri_monitor_words "--hdmi-port --stb --adaptive-sound --multiview --help" ;;
         *,resolution) _cri_monitor_words "--orientation --help" ;;
     esac
