@@ -46,6 +46,14 @@ class Desk {
     void Play(const LineContent& content) { m_player.Play(content); }
     RecognitionService& Service() { return m_set.Recognition(); }
     std::vector<std::string> LeftBehind() const { return m_set.LeftBehind(); }
+    /// Message files are read some time after they are written.
+    bool WaitForMessages(std::size_t toVisionData, std::size_t toUiDetection) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        return m_set.PeerOf(cri_sim::Channel::kVisionData)
+                   .WaitForRequests(toVisionData, deadline) &&
+               m_set.PeerOf(cri_sim::Channel::kUiDetection)
+                   .WaitForRequests(toUiDetection, deadline);
+    }
 
   private:
     SimulatedSet m_set{{}};
@@ -194,6 +202,7 @@ TEST(MonitorTest, AsksNothingToRunUnlessToldToStart) {
 TEST(MonitorTest, RunsTheDetectorsWhileItWatchesAndStopsThemAtTheEnd) {
     Desk desk;
     Recorder recorder({"--start"});
+    EXPECT_TRUE(desk.WaitForMessages(1, 1));
     EXPECT_EQ(desk.LeftBehind().size(), 5u);
     const std::vector<LineContent> reports{ContentArea{1, 2, 3, 4, 5}, VideoPlay{6},
                                            BlackScreen{true, 0.5, 1, 2, 3, false}};
@@ -203,6 +212,7 @@ TEST(MonitorTest, RunsTheDetectorsWhileItWatchesAndStopsThemAtTheEnd) {
     EXPECT_EQ(std::vector(lines.begin() + 1, lines.end()), reports);
     recorder.TheProgram().Signal(SIGTERM);
     EXPECT_EQ(recorder.TheProgram().Wait(), 0);
+    EXPECT_TRUE(desk.WaitForMessages(2, 2));
     EXPECT_THAT(desk.LeftBehind(), IsEmpty());
 }
 
