@@ -134,10 +134,28 @@ void SetEnvironment(const char* name, const std::string& value) {
     if (setenv(name, value.c_str(), 1) != 0) Throw(std::string("cannot set ") + name);
 }
 
-/// In the new process of the bus: it outlives an interrupt from the keyboard, and what it has to
-/// say is only of interest when it does not start.
+/// The blocked request to stop that has come; 0 when there is none.
+int RequestToStop() {
+    sigset_t pending;
+    sigpending(&pending);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction action {};
+        sigaction(number, nullptr, &action);
+        if (sigismember(&pending, number) == 1 && action.sa_handler != SIG_IGN) return number;
+    }
+    return 0;
+}
+
+/// Forgets the blocked requests to stop that have come: ignoring one does.
+void ForgetRequestsToStop() {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, signal(number, SIG_IGN));
+}
+
+/// In the new process of the bus: it outlives an interrupt from the keyboard, even one that was
+/// quicker, and what it has to say is only of interest when it does not start.
 void BecomeBackground() {
     setpgid(0, 0);
+    ForgetRequestsToStop();
     const int log = open(kBusLog, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (log >= 0) dup2(log, STDERR_FILENO);
 }
@@ -209,11 +227,11 @@ pid_t PrivateWorld::Spawn(const std::vector<std::string>& command, int inherited
     if (child > 0) return child;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != self) _exit(127);
-    sigprocmask(SIG_SETMASK, &m_signalsBefore, nullptr);
     if (inheritedDescriptor >= 0) {
         fcntl(inheritedDescriptor, F_SETFD, 0);
         BecomeBackground();
     }
+    sigprocmask(SIG_SETMASK, &m_signalsBefore, nullptr);
     Become(command);
 }
 
@@ -273,7 +291,9 @@ void PrivateWorld::StopBus() {
     }
 }
 
+/// A Ctrl-C that came while the world was made is not for a program that was not there to get it.
 int PrivateWorld::Run(const std::vector<std::string>& command) {
+    if (const int number = RequestToStop()) return 128 + number;
     return AwaitEnd(Spawn(command, -1), m_signals, [this] { BusHasEnded(); });
 }
 

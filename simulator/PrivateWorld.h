@@ -41,9 +41,10 @@ class PrivateWorld {
     PrivateWorld(const PrivateWorld&) = delete;
     PrivateWorld& operator=(const PrivateWorld&) = delete;
 
-    /// Runs `command` to its end, passing on the requests to stop that this process gets.
-    /// @return its exit status; 128 and the number of the signal that ended it; 127 when it cannot
-    ///         be run
+    /// Runs `command` to its end, passing on the requests to stop that this process gets. When one
+    /// has come while the world was made, runs nothing.
+    /// @return its exit status; 128 and the number of the signal that ended it, or that came before
+    ///         it; 127 when it cannot be run
     int Run(const std::vector<std::string>& command);
 
   private:

@@ -300,6 +300,8 @@ void RecognitionService::Leave() {
     link->Close();
     AwaitGone(m_stranger, kName);
     AwaitGone(m_stranger, link->UniqueName());
+    const std::lock_guard lock(m_mutex);
+    m_state = {};
 }
 
 bool RecognitionService::IsPresent() const {

@@ -113,8 +113,8 @@ class RecognitionService {
     /// Returns once the bus has passed on everything emitted before.
     void Settle();
 
-    /// Leaves the bus; on return nobody there knows the name any more. Does nothing when it has
-    /// left.
+    /// Leaves the bus and forgets what clients have started, as a service does that ends; on return
+    /// nobody there knows the name any more. Does nothing when it has left.
     void Leave();
     /// Comes back under a new unique name, keeping the script and the state. Does nothing when it
     /// is there.

@@ -467,8 +467,7 @@ void RecordingParser::Fail(const std::string& what) const {
 
 std::optional<RecordingLine> RecordingParser::Take(std::string_view text) {
     ++m_line;
-    const bool blank = text.find_first_not_of(" \t\r\n") == std::string_view::npos;
-    if (blank && (m_started || m_source == Source::kTyped)) return std::nullopt;
+    if (text.find_first_not_of(" \t\r\n") == std::string_view::npos) return std::nullopt;
     try {
         return TakeObject(ParseJson(text));
     } catch (const BadLine& error) {

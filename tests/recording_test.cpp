@@ -114,15 +114,15 @@ TEST(RecordingTest, RefusesWhatDoesNotBeginAsARecording) {
 }
 
 TEST(RecordingTest, SkipsUnknownKindsAndFaultsWithAWarning) {
-    const Read read = ReadText(cri_sim::RecordingHeader() + "\n\n" +
+    const Read read = ReadText("\n" + cri_sim::RecordingHeader() + "\n\n" +
                                R"({"time":0,"kind":"teletext","page":100})"
                                "\n"
                                R"({"time":0,"kind":"fault","fault":"flood"})"
                                "\n"
                                R"({"time":0,"kind":"video_play","status":1,"extra":[]})"
                                "\n");
-    EXPECT_THAT(read.warnings, ElementsAre("evening.jsonl:3: skipped: unknown kind \"teletext\"",
-                                           "evening.jsonl:4: skipped: unknown fault \"flood\""));
+    EXPECT_THAT(read.warnings, ElementsAre("evening.jsonl:4: skipped: unknown kind \"teletext\"",
+                                           "evening.jsonl:5: skipped: unknown fault \"flood\""));
     EXPECT_EQ(read.lines.size(), 1U);
 }
 

@@ -1,9 +1,13 @@
 /// cri-simulator as a process: what clients see of a playing, and what is left of a run.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 
@@ -319,7 +323,9 @@ TEST(SimulatorToolTest, EndsWithTheDocumentedStatus) {
         {{"play", bad}, 3, "bad.jsonl:2: \"kind\" is missing"},
         {{"run", bad, "--", "true"}, 3, "bad.jsonl:2: "},
         {{"play", "/nowhere.jsonl"}, 3, "/nowhere.jsonl: "},
-        {{"play", "--loop", still}, 3, "loop"},
+        {{"play", "--loop", "-"}, 2, "typed"},
+        {{"play", "--loop", still}, 3, "still.jsonl: takes no time"},
+        {{"run", "--loop", still, "--", "true"}, 3, "still.jsonl: takes no time"},
         {{"play", "--bus", "unix:path=/nowhere"}, 4, "/nowhere"},
         {{"play", "--directory", "/nowhere"}, 4, "/nowhere/"},
         {{"run", "--", "/nowhere/program"}, 127, "cannot run /nowhere/program"},
@@ -382,6 +388,71 @@ TEST(SimulatorToolTest, GivesAProgramAWorldOfItsOwn) {
     EXPECT_FALSE(std::filesystem::exists(kMessages + "trace"));
     EXPECT_THAT(TextOf(log), AllOf(StartsWith(cri_sim::RecordingHeader()),
                                    HasSubstr("\"method\":\"GetChannelName\"")));
+}
+
+/// A command on a terminal of its own.
+class Terminal {
+  public:
+    explicit Terminal(std::vector<std::string> command) {
+        m_id = forkpty(&m_master, nullptr, nullptr, nullptr);
+        if (m_id != 0) return;
+        std::vector<char*> words;
+        for (std::string& word : command) words.push_back(word.data());
+        words.push_back(nullptr);
+        execvp(words[0], words.data());
+        _exit(127);
+    }
+    ~Terminal() { close(m_master); }
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+
+    void Type(const std::string& text) { EXPECT_GT(write(m_master, text.data(), text.size()), 0); }
+
+    /// Returns when `text` has been shown, or when nothing more comes.
+    void ReadUntil(const std::string& text) {
+        std::array<char, 256> chunk;
+        pollfd shown{m_master, POLLIN, 0};
+        while (m_shown.find(text) == std::string::npos && poll(&shown, 1, kLimitMillis) > 0) {
+            const ssize_t length = read(m_master, chunk.data(), chunk.size());
+            if (length <= 0) return;
+            m_shown.append(chunk.data(), static_cast<std::size_t>(length));
+        }
+    }
+
+    const std::string& Shown() const { return m_shown; }
+
+    int Wait() const {
+        if (!cri_test::ProcessWatch(m_id).WaitForEnd()) kill(m_id, SIGKILL);
+        int status = 0;
+        EXPECT_EQ(waitpid(m_id, &status, 0), m_id);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+  private:
+    static constexpr int kLimitMillis = 10000;
+
+    int m_master = -1;
+    pid_t m_id = 0;
+    std::string m_shown;
+};
+
+TEST(SimulatorToolTest, RunsNothingAfterACtrlCWhileItMakesTheWorld) {
+    const std::string directory = "/run/user/early";  // where the new world finds it too
+    const std::string bus = directory + "/dbus-daemon";
+    std::filesystem::create_directory(directory);
+    std::ofstream(bus)
+        << "#!/bin/sh\necho making\nwhile [ ! -e " + directory +
+               "/go ]; do sleep 0.01; done\nPATH=${PATH#*:} exec dbus-daemon \"$@\"\n";
+    chmod(bus.c_str(), 0755);
+    setenv("PATH", (directory + ":" + getenv("PATH")).c_str(), 1);
+    Terminal terminal({kTool, "run", "--", "/bin/echo", "started"});
+    terminal.ReadUntil("making");
+    terminal.Type("\x03");
+    terminal.ReadUntil("^C");  // shown when the signal has been sent
+    std::ofstream(directory + "/go") << "";
+    terminal.ReadUntil("started");
+    EXPECT_THAT(terminal.Shown(), testing::Not(HasSubstr("started")));
+    EXPECT_EQ(terminal.Wait(), 130);
 }
 
 /// A run whose program has started another one that nobody waits for.

@@ -104,18 +104,7 @@ void PlayOn(SimulatedSet& set, const Script& script, Attention& attention,
     MentionWhatIsLeft(set);
 }
 
-bool HasLength(const Script& script) {
-    return script && !script->empty() && script->back().time > std::chrono::microseconds(0);
-}
-
-}  // namespace
-
-void Complain(const std::string& text) {
-    std::fprintf(stderr, "cri-simulator: %s\n", text.c_str());
-}
-
-Script ReadScript(const std::string& name) {
-    if (name == "-") return std::nullopt;
+std::vector<RecordingLine> Read(const std::string& name) {
     if (name.empty()) {
         std::istringstream text{std::string(cri_sim::BuiltInRecording())};
         return cri_sim::ReadRecording(text, "built-in recording", Complain);
@@ -125,11 +114,25 @@ Script ReadScript(const std::string& name) {
     return cri_sim::ReadRecording(file, name, Complain);
 }
 
+bool HasLength(const std::vector<RecordingLine>& lines) {
+    return !lines.empty() && lines.back().time > std::chrono::microseconds(0);
+}
+
+}  // namespace
+
+void Complain(const std::string& text) {
+    std::fprintf(stderr, "cri-simulator: %s\n", text.c_str());
+}
+
+Script ReadScript(const std::string& name, bool loop) {
+    if (name == "-") return std::nullopt;
+    auto lines = Read(name);
+    if (loop && !HasLength(lines))
+        throw RecordingError(name + ": takes no time and cannot be played in a loop");
+    return lines;
+}
+
 int Play(const Script& script, const PlayOptions& options) {
-    if (options.loop && !HasLength(script)) {
-        Complain("a recording that takes no time cannot be played in a loop");
-        return kBadRecording;
-    }
     Attention attention(options.log == stdout ? STDOUT_FILENO : -1);
     const RequestLog log(options.log,
                          options.json ? RequestLog::Form::kJson : RequestLog::Form::kHuman);

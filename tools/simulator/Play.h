@@ -27,8 +27,9 @@ void Complain(const std::string& text);
 using Script = std::optional<std::vector<cri_sim::RecordingLine>>;
 
 /// Reads the recording `name`: a file, "-" for what is typed, and empty for the built-in one.
-/// @throws cri_sim::RecordingError when it is no recording
-Script ReadScript(const std::string& name);
+/// @param loop  whether it is to be played in a loop
+/// @throws cri_sim::RecordingError when it is no recording, or too short for a loop
+Script ReadScript(const std::string& name, bool loop);
 
 struct PlayOptions {
     std::string bus;  ///< empty: the system bus

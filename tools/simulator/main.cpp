@@ -87,15 +87,17 @@ int FailUsage(const std::string& what) {
 
 int Play(CommandLine& line) {
     if (line.hasProgram) return FailUsage("play runs no program");
+    if (line.recording == "-" && line.options.loop)
+        return FailUsage("what is typed cannot be played in a loop");
     if (line.options.directory.empty() || line.options.directory.back() != '/')
         line.options.directory += '/';
-    return cri_tool::Play(cri_tool::ReadScript(line.recording), line.options);
+    return cri_tool::Play(cri_tool::ReadScript(line.recording, line.options.loop), line.options);
 }
 
 int Run(CommandLine& line) {
     if (line.program.empty()) return FailUsage("run needs a program behind --");
     if (line.recording == "-") return FailUsage("run leaves the standard input to the program");
-    const cri_tool::Script script = cri_tool::ReadScript(line.recording);
+    const cri_tool::Script script = cri_tool::ReadScript(line.recording, line.options.loop);
     line.options.log = line.logFile.empty() ? nullptr : std::fopen(line.logFile.c_str(), "we");
     if (!line.logFile.empty() && !line.options.log)
         return FailUsage("cannot write " + line.logFile);
