@@ -62,9 +62,11 @@ bool Compare(const Comparison& comparison, int rounds) {
         ratios.push_back(library.back() / bare.back());
     }
     const auto [low, high] = std::minmax_element(ratios.begin(), ratios.end());
-    std::printf("%-44s bare %8.2f us  library %8.2f us  ratio %.3f (%.2f to %.2f)  goal %.2f\n",
+    std::printf("%-44s bare %8.2f us  library %8.2f us  ratio %.3f (%.2f to %.2f)",
                 comparison.title.c_str(), Median(bare) * 1e6, Median(library) * 1e6, Median(ratios),
-                *low, *high, comparison.goal);
+                *low, *high);
+    if (comparison.goal > 0) std::printf("  goal %.2f", comparison.goal);
+    std::puts("");
     std::fflush(stdout);
     return true;
 }

@@ -11,7 +11,7 @@ using Sample = std::function<double()>;
 
 struct Comparison {
     std::string title;
-    double goal;  ///< the ratio that the second way is to stay within
+    double goal;  ///< the ratio that the second way is to stay within; 0 for none
     Sample bare;
     Sample library;
 };
