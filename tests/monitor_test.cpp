@@ -202,17 +202,17 @@ TEST(MonitorTest, AsksNothingToRunUnlessToldToStart) {
 TEST(MonitorTest, RunsTheDetectorsWhileItWatchesAndStopsThemAtTheEnd) {
     Desk desk;
     Recorder recorder({"--start"});
-    EXPECT_TRUE(desk.WaitForMessages(1, 1));
-    EXPECT_EQ(desk.LeftBehind().size(), 5u);
-    const std::vector<LineContent> reports{ContentArea{1, 2, 3, 4, 5}, VideoPlay{6},
-                                           BlackScreen{true, 0.5, 1, 2, 3, false}};
+    const std::vector<LineContent> reports{UiStartStop{1, 2, 1, 0, 0}, ContentArea{1, 2, 3, 4, 5},
+                                           VideoPlay{6}, BlackScreen{true, 0.5, 1, 2, 3, false}};
     for (const LineContent& report : reports) desk.Play(report);
+    EXPECT_TRUE(desk.WaitForMessages(1, 2));  // one is the line that the files are tested with
+    EXPECT_EQ(desk.LeftBehind().size(), 5u);
     EXPECT_TRUE(recorder.WaitFor(reports.back()));
     const std::vector<LineContent> lines = Contents(recorder.Lines());
     EXPECT_EQ(std::vector(lines.begin() + 1, lines.end()), reports);
     recorder.TheProgram().Signal(SIGTERM);
     EXPECT_EQ(recorder.TheProgram().Wait(), 0);
-    EXPECT_TRUE(desk.WaitForMessages(2, 2));
+    EXPECT_TRUE(desk.WaitForMessages(2, 3));
     EXPECT_THAT(desk.LeftBehind(), IsEmpty());
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "ContentsRecognitionAPI.h"
 #include "ContentsUIDetectionAPI.h"
 
 namespace cri_monitor {
@@ -12,6 +13,7 @@ namespace {
 
 CUDASubscriptionHandle s_elements;
 CUDASubscriptionHandle s_pip;
+bool s_registered = false;
 
 using Elements = std::vector<cri_sim::Detection<float>>;
 
@@ -44,11 +46,13 @@ void CloseUiDetection() {
     client->Finalize();
 }
 
+/// A registration outlives a service that goes and comes back.
 void StartUiDetection() {
-    ContentsUIDetectionAPI::GetInstance()->StartAnalyze(0, 0, 0, 0);
+    if (!std::exchange(s_registered, true)) CContentsRecognitionAPI::CUDSRegist(nullptr);
 }
 
 void StopUiDetection() {
+    CContentsRecognitionAPI::CUDSDeRegist(nullptr);
     ContentsUIDetectionAPI::GetInstance()->StopAnalyze(0, 0, 0, 0);
 }
 

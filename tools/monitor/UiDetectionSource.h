@@ -10,8 +10,8 @@ namespace cri_monitor {
 void OpenUiDetection(const Reporter& report);
 void CloseUiDetection();
 
-/// Starts and stops the service's engine, for a set without HDMI input, set-top box, adaptive
-/// sound and multiview.
+/// Lets the set's own signal start and stop the service's engine, on the main loop's thread, until
+/// StopUiDetection; that stops the engine.
 void StartUiDetection();
 void StopUiDetection();
 
