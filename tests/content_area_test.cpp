@@ -37,12 +37,13 @@ struct Operation {
     std::function<bool()> run;
     const char* arguments;
     Request request;
-    const char* helper;
+    const char* logoFunction;
     const char* own;
 
     std::vector<std::string> ResultLogs(bool succeeded) const {
         const std::string outcome = succeeded ? " result : Succeed\n" : " result : Failed\n";
-        return {std::string("ERROR ") + helper + outcome, std::string("ERROR ") + own + outcome};
+        return {std::string("ERROR ") + logoFunction + outcome,
+                std::string("ERROR ") + own + outcome};
     }
 };
 

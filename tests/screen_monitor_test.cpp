@@ -75,11 +75,11 @@ struct Operation {
     std::function<bool()> run;
     const char* method;
     const char* arguments;
-    std::string announcement;  ///< of the operation itself, before anything else
-    std::string helper;        ///< the name under which the request logs
-    std::string before;        ///< what the request logs before the call
-    std::string result;        ///< and before the service's code; empty: not read
-    std::string error;         ///< and before an error's message
+    std::string announcement;     ///< of the operation itself, before anything else
+    std::string requestFunction;  ///< the name under which the request logs
+    std::string before;           ///< what the request logs before the call
+    std::string result;           ///< and before the service's code; empty: not read
+    std::string error;            ///< and before an error's message
 };
 
 std::vector<Operation> Operations() {
@@ -149,7 +149,7 @@ TEST_F(ScreenMonitorTest, SendsTheRequestAndLogsWhatCameOfIt) {
     for (const Operation& operation : Operations()) {
         const NoBus noBus;
         EXPECT_THAT(LogOf([&] { EXPECT_FALSE(operation.run()); }),
-                    Contains("ERROR " + operation.helper + ": No connection!"));
+                    Contains("ERROR " + operation.requestFunction + ": No connection!"));
     }
     ASSERT_TRUE(Api::InitService());
     for (const Operation& operation : Operations()) {
@@ -160,14 +160,15 @@ TEST_F(ScreenMonitorTest, SendsTheRequestAndLogsWhatCameOfIt) {
             for (const std::string& line : {operation.announcement, operation.before})
                 if (!line.empty()) lines.push_back(line);
             if (!operation.result.empty())
-                lines.push_back("DEBUG " + operation.helper + ": " + operation.result + code);
+                lines.push_back("DEBUG " + operation.requestFunction + ": " + operation.result +
+                                code);
             EXPECT_THAT(LogOf([&] { EXPECT_TRUE(operation.run()); }), ElementsAreArray(lines));
             EXPECT_EQ(m_service.Calls().back().method, operation.method);
             EXPECT_EQ(m_service.Calls().back().arguments, operation.arguments);
         }
         m_service.SetAnswer(operation.method, Answer::Error("kestrum.Broken", "no"));
         EXPECT_THAT(LogOf([&] { EXPECT_FALSE(operation.run()); }),
-                    Contains("ERROR " + operation.helper + ": " + operation.error +
+                    Contains("ERROR " + operation.requestFunction + ": " + operation.error +
                              "GDBus.Error:kestrum.Broken: no"));
     }
 }

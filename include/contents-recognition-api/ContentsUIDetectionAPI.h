@@ -46,7 +46,7 @@ class CRI_API CUDASubscriptionHandle {
     CUDASubscriptionHandle(unsigned long long id, ContentsUIDetectionAPI* owner);
 
     unsigned long long m_id;
-    ContentsUIDetectionAPI* m_pOwner;  ///< the object that issued it
+    ContentsUIDetectionAPI* m_pOwner;  ///< the object that made it
     bool m_bValid;                     ///< until it is passed to Unsubscribe
 };
 

@@ -59,7 +59,7 @@ class CRI_API SubscriptionHandle {
     SubscriptionHandle(unsigned long long id, VisionDataRecognitionAPI* owner);
 
     unsigned long long m_id;
-    VisionDataRecognitionAPI* m_pOwner;  ///< the object that issued it
+    VisionDataRecognitionAPI* m_pOwner;  ///< the object that made it
     bool m_bValid;                       ///< until it is passed to Unsubscribe
 };
 

@@ -10,8 +10,8 @@
 
 #include "Command.h"
 #include "CommandLine.h"
+#include "LiveWatch.h"
 #include "Picture.h"
-#include "Session.h"
 
 namespace cri_monitor {
 namespace {
@@ -21,7 +21,7 @@ struct DrawOptions {
     std::string recording;
     double seconds = 3;
     double at = std::numeric_limits<double>::infinity();
-    SessionOptions session;
+    LiveWatchOptions watch;
     PictureOptions picture;
 };
 
@@ -51,14 +51,14 @@ int DrawRecording(const DrawOptions& options) {
 int DrawLive(const DrawOptions& options) {
     const Stopwatch stopwatch;
     Screen screen;
-    Session* running = nullptr;
-    Session session(options.session, stopwatch, [&](const cri_sim::RecordingLine& line) {
+    LiveWatch* running = nullptr;
+    LiveWatch watch(options.watch, stopwatch, [&](const cri_sim::RecordingLine& line) {
         screen.Take(line.content);
         if (screen.serviceAway) running->End(kNoService);
     });
-    running = &session;
-    session.EndAfter(options.seconds, kDone);
-    const ExitCode code = session.Run();
+    running = &watch;
+    watch.EndAfter(options.seconds, kDone);
+    const ExitCode code = watch.Run();
     if (code == kNoService) Warn("the recognition service is not there");
     if (code == kDone) WritePicture(options.output, screen, options.picture);
     return code;
@@ -88,7 +88,7 @@ void AddDraw(CLI::App& app, Command& chosen) {
         ->excludes(from)
         ->check(Unnamed(CLI::Range(0.0, 1e6)))
         ->type_name("SECONDS");
-    command->add_flag("--start", options->session.start, "Run the detectors and engines meanwhile")
+    command->add_flag("--start", options->watch.start, "Run the detectors and engines meanwhile")
         ->excludes(from);
     AddPictureOptions(*command, options->picture);
     command->callback([options, &chosen] {

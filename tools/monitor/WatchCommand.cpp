@@ -12,15 +12,15 @@
 #include "Command.h"
 #include "CommandLine.h"
 #include "HumanOutput.h"
+#include "LiveWatch.h"
 #include "PictureFolder.h"
 #include "RecordingOutput.h"
-#include "Session.h"
 
 namespace cri_monitor {
 namespace {
 
 struct WatchOptions {
-    SessionOptions session;
+    LiveWatchOptions watch;
     std::vector<std::string> only;
     std::vector<std::string> without;
     bool json = false;
@@ -41,18 +41,18 @@ class Watch {
     explicit Watch(const WatchOptions& options)
         : m_output(MakeOutput(options.json, m_stopwatch)),
           m_left(options.count),
-          m_session(options.session, m_stopwatch,
-                    [this](const cri_sim::RecordingLine& line) { Take(line); }) {
+          m_watch(options.watch, m_stopwatch,
+                  [this](const cri_sim::RecordingLine& line) { Take(line); }) {
         if (!options.pictures.empty())
             m_pictures.emplace(options.pictures, options.pictureFormat, options.picture);
-        if (options.timeout) m_session.EndAfter(*options.timeout, kTimeReached);
+        if (options.timeout) m_watch.EndAfter(*options.timeout, kTimeReached);
     }
 
     ExitCode Run() {
         if (!m_output->Begin()) return EndOfOutput();
-        m_session.EndWithReader();
+        m_watch.EndWithReader();
         if (m_pictures) g_timeout_add(kPictureMillis, DrawPicture, this);
-        const ExitCode code = m_session.Run();
+        const ExitCode code = m_watch.Run();
         Draw([](PictureFolder& pictures) { pictures.DrawLast(); });
         return m_failed ? kFailed : code;
     }
@@ -71,7 +71,7 @@ class Watch {
 
     void End(ExitCode code) {
         m_over = true;
-        m_session.End(code);
+        m_watch.End(code);
     }
 
     static gboolean DrawPicture(gpointer self) {
@@ -88,7 +88,7 @@ class Watch {
     } catch (const std::exception& error) {
         std::fprintf(stderr, "cri-monitor: %s\n", error.what());
         m_failed = true;
-        m_session.End(kFailed);
+        m_watch.End(kFailed);
     }
 
     const Stopwatch m_stopwatch;
@@ -97,7 +97,7 @@ class Watch {
     std::optional<PictureFolder> m_pictures;
     bool m_over = false;
     bool m_failed = false;
-    Session m_session;
+    LiveWatch m_watch;
 };
 
 void AddKinds(CLI::App& command, WatchOptions& options) {
@@ -120,17 +120,17 @@ void AddLimits(CLI::App& command, WatchOptions& options) {
         ->check(Unnamed(CLI::Range(0.0, 1e6)))
         ->type_name("SECONDS");
     command
-        .add_option("--refresh", options.session.refresh,
+        .add_option("--refresh", options.watch.refresh,
                     "Ask the state every so often, beside after events")
         ->check(Unnamed(CLI::Range(0.1, 1e6)))
         ->type_name("SECONDS");
 }
 
 void AddEngines(CLI::App& command, WatchOptions& options) {
-    command.add_flag("--start", options.session.start,
+    command.add_flag("--start", options.watch.start,
                      "Run the detectors and engines while watching");
     command
-        .add_option("--capture-type", options.session.captureType,
+        .add_option("--capture-type", options.watch.captureType,
                     "What --start starts the detectors with (default 1)")
         ->type_name("N");
 }
@@ -160,8 +160,8 @@ void AddWatch(CLI::App& app, Command& chosen) {
         "ui-start-stop, service. Without --start nothing is asked to run: what others have "
         "started is shown.");
     command->callback([options, &chosen] {
-        options->session.kinds = Choose(options->only, options->without);
-        if (options->session.kinds.none())
+        options->watch.kinds = Choose(options->only, options->without);
+        if (options->watch.kinds.none())
             throw CLI::ValidationError("--not", "leaves no kind to watch");
         chosen = [options] { return Watch(*options).Run(); };
     });

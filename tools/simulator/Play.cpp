@@ -35,9 +35,9 @@ Clock::time_point After(Clock::time_point start, Seconds time) {
 }
 
 /// One playing, from the first line to the end.
-class Session {
+class Performance {
   public:
-    Session(SimulatedSet& set, Attention& attention, const PlayOptions& options)
+    Performance(SimulatedSet& set, Attention& attention, const PlayOptions& options)
         : m_options(options),
           m_attention(attention),
           m_player(
@@ -95,11 +95,11 @@ void PlayOn(SimulatedSet& set, const Script& script, Attention& attention,
             const PlayOptions& options) {
     if (options.until) attention.StopAt(After(Clock::now(), Seconds(*options.until)));
     options.onReady();
-    Session session(set, attention, options);
+    Performance performance(set, attention, options);
     if (script)
-        session.PlayRecorded(*script);
+        performance.PlayRecorded(*script);
     else
-        session.PlayTyped();
+        performance.PlayTyped();
     if (options.stays || options.until) attention.Wait(std::nullopt);
     MentionWhatIsLeft(set);
 }

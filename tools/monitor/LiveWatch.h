@@ -14,7 +14,7 @@
 
 namespace cri_monitor {
 
-struct SessionOptions {
+struct LiveWatchOptions {
     KindSet kinds = ~KindSet();
     bool start = false;  ///< run the detectors and engines meanwhile
     int captureType = 1;
@@ -23,17 +23,17 @@ struct SessionOptions {
 
 /// Runs the main loop of the thread that it lives on. Where the service is waited for is another
 /// thread, so that the end never has to wait for more than one answer.
-class Session {
+class LiveWatch {
   public:
     /// @param sink  gets each line, on this thread; may call End
-    Session(const SessionOptions& options, const Stopwatch& stopwatch, Timeline::Sink sink);
-    ~Session();
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
+    LiveWatch(const LiveWatchOptions& options, const Stopwatch& stopwatch, Timeline::Sink sink);
+    ~LiveWatch();
+    LiveWatch(const LiveWatch&) = delete;
+    LiveWatch& operator=(const LiveWatch&) = delete;
 
-    /// Lets the session end by itself after that time.
+    /// Lets the watch end by itself after that time.
     void EndAfter(double seconds, ExitCode code);
-    /// Lets the session end when nobody reads standard output any more, even if nothing is to be
+    /// Lets the watch end when nobody reads standard output any more, even if nothing is to be
     /// written.
     void EndWithReader();
 
@@ -41,7 +41,7 @@ class Session {
     /// @return what End was given; kNoService when there is no bus
     ExitCode Run();
 
-    /// Ends the session; the first call counts.
+    /// Ends the watch; the first call counts.
     void End(ExitCode code);
 
   private:
@@ -50,7 +50,7 @@ class Session {
     void AskEvery(double seconds);
     Reporter MakeReporter();
 
-    const SessionOptions m_options;
+    const LiveWatchOptions m_options;
     GMainLoop* const m_loop;
     std::optional<ExitCode> m_end;
     ExitCode m_limitCode = kDone;

@@ -1,5 +1,5 @@
 /// Puts the sources, the order and the main loop together.
-#include "Session.h"
+#include "LiveWatch.h"
 
 #include <glib-unix.h>
 #include <signal.h>
@@ -18,7 +18,7 @@ namespace {
 constexpr double kMillisPerSecond = 1000;
 
 /// While detectors run, the library delivers what they report.
-KindSet ToListenFor(const SessionOptions& options) {
+KindSet ToListenFor(const LiveWatchOptions& options) {
     return options.start ? options.kinds & ~Detectors::Delivered() : options.kinds;
 }
 
@@ -26,31 +26,32 @@ guint Millis(double seconds) {
     return static_cast<guint>(seconds * kMillisPerSecond);
 }
 
-gboolean OnStopRequest(gpointer session) {
-    static_cast<Session*>(session)->End(kDone);
+gboolean OnStopRequest(gpointer watch) {
+    static_cast<LiveWatch*>(watch)->End(kDone);
     return G_SOURCE_REMOVE;  // a second request ends the process at once
 }
 
-gboolean OnReaderGone(gint, GIOCondition, gpointer session) {
-    static_cast<Session*>(session)->End(kDone);
+gboolean OnReaderGone(gint, GIOCondition, gpointer watch) {
+    static_cast<LiveWatch*>(watch)->End(kDone);
     return G_SOURCE_REMOVE;
 }
 
 }  // namespace
 
-Session::Session(const SessionOptions& options, const Stopwatch& stopwatch, Timeline::Sink sink)
+LiveWatch::LiveWatch(const LiveWatchOptions& options, const Stopwatch& stopwatch,
+                     Timeline::Sink sink)
     : m_options(options),
       m_loop(g_main_loop_new(nullptr, FALSE)),
       m_timeline(options.kinds, m_worker, stopwatch, std::move(sink)),
       m_recognition(ToListenFor(options), MakeReporter()),
       m_detectors(options.kinds, options.captureType, MakeReporter()) {}
 
-Session::~Session() {
+LiveWatch::~LiveWatch() {
     m_worker.Finish();
     g_main_loop_unref(m_loop);
 }
 
-Reporter Session::MakeReporter() {
+Reporter LiveWatch::MakeReporter() {
     return [this](cri_sim::LineContent content) {
         const auto* service = std::get_if<cri_sim::Service>(&content);
         if (service && service->present && m_options.start)
@@ -59,29 +60,29 @@ Reporter Session::MakeReporter() {
     };
 }
 
-void Session::EndAfter(double seconds, ExitCode code) {
+void LiveWatch::EndAfter(double seconds, ExitCode code) {
     m_limitCode = code;
     const auto atLimit = [](gpointer self) -> gboolean {
-        auto& session = *static_cast<Session*>(self);
-        session.End(session.m_limitCode);
+        auto& watch = *static_cast<LiveWatch*>(self);
+        watch.End(watch.m_limitCode);
         return G_SOURCE_REMOVE;
     };
     g_timeout_add(Millis(seconds), atLimit, this);
 }
 
-void Session::EndWithReader() {
+void LiveWatch::EndWithReader() {
     g_unix_fd_add(STDOUT_FILENO, G_IO_ERR, OnReaderGone, this);
 }
 
-void Session::AskEvery(double seconds) {
+void LiveWatch::AskEvery(double seconds) {
     const auto ask = [](gpointer self) -> gboolean {
-        static_cast<Session*>(self)->m_timeline.AskNow();
+        static_cast<LiveWatch*>(self)->m_timeline.AskNow();
         return G_SOURCE_CONTINUE;
     };
     g_timeout_add(Millis(seconds), ask, this);
 }
 
-ExitCode Session::Run() {
+ExitCode LiveWatch::Run() {
     for (const int request : {SIGINT, SIGTERM, SIGHUP})
         g_unix_signal_add(request, OnStopRequest, this);
     if (m_options.refresh > 0) AskEvery(m_options.refresh);
@@ -92,13 +93,13 @@ ExitCode Session::Run() {
     return *m_end;
 }
 
-void Session::End(ExitCode code) {
+void LiveWatch::End(ExitCode code) {
     if (!m_end) m_end = code;
     g_main_loop_quit(m_loop);
 }
 
 /// The message files come first: whoever sees the first line knows that all of it is listened to.
-void Session::Open() {
+void LiveWatch::Open() {
     if (m_options.kinds[kVisionData]) OpenVisionData(MakeReporter());
     if (m_options.kinds[kUiDetection]) OpenUiDetection(MakeReporter());
     if (!m_recognition.Open()) {
@@ -110,7 +111,7 @@ void Session::Open() {
     OnMainThread([this] { m_timeline.AskNow(); });
 }
 
-void Session::Close() {
+void LiveWatch::Close() {
     m_detectors.Stop();
     if (m_options.kinds[kVisionData]) CloseVisionData();
     if (m_options.kinds[kUiDetection]) CloseUiDetection();
