@@ -4,7 +4,7 @@
 # What the project builds and runs with, as Debian's packages.
 BUILD_PACKAGES="g++ cmake ninja-build pkg-config libglib2.0-dev libjsoncpp-dev dbus-daemon"
 TOOL_PACKAGES="libcli11-dev libcairo2-dev libpango1.0-dev"
-TEST_PACKAGES="clang clang-format libclang-rt-dev libgtest-dev libgmock-dev libbenchmark-dev valgrind
+TEST_PACKAGES="clang clang-format libclang-rt-dev libgtest-dev libgmock-dev valgrind
     git python3-jsonschema"
 
 say() { printf '\n== %s\n' "$*"; }

@@ -9,6 +9,7 @@
 #include <limits.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #include "FileChannel.h"
 #include "Log.h"
@@ -85,7 +86,8 @@ bool WriteTestLine(const char* path) {
     constexpr char kLine[] = "cuds_method_ld_test\n";
     const cri::Descriptor file(
         open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666));
-    if (!file) return false;
+    struct stat status = {};  // a pipe whose reader goes away would raise a signal
+    if (!file || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
     return write(file.Get(), kLine, sizeof kLine - 1) == static_cast<ssize_t>(sizeof kLine - 1);
 }
 

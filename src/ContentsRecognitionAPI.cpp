@@ -4,12 +4,13 @@
 #include "ContentsRecognitionAPI.h"
 
 #include <pthread.h>
-#include <time.h>
 
 #include <atomic>
+#include <chrono>
 #include <iostream>  // the standard streams live from here on, before any callback may print
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -580,8 +581,8 @@ bool StopDetector(CONTENTS_RECOGNITION_EVENTS event, Callback& slot, Request req
         found = Load(Api::m_subscriberID[event]);
         return request();
     });
-    Api::UnsubscribeEvent(found);
     ApiLock lock;
+    RequestUnsubscription("UnsubscribeEvent", found);
     if (Load(Api::m_subscriberID[event]) == found) Store(slot, static_cast<Callback>(nullptr));
     return answered;
 }
@@ -873,15 +874,22 @@ namespace {
 /// then on there is nobody to report to.
 std::atomic<bool> s_reportsEnded;
 
+/// A thread that waits for the service may hold the lock for one call. Whatever sets the clock
+/// meanwhile, the wait is no longer.
+bool LockWithinACall() {
+    constexpr int kPauseMillis = 5;
+    for (int waited = 0; waited < cri::kCallTimeoutMillis + 1000; waited += kPauseMillis) {
+        if (pthread_mutex_trylock(&g_crsApiMutex) == 0) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(kPauseMillis));
+    }
+    return false;
+}
+
 struct ReportsEnd {
     ~ReportsEnd() {
         BlackScreenMap callbacks;  // destroyed without the lock
         s_reportsEnded = true;     // first: the lock may not come
-        // A thread that waits for the service may hold the lock for one call.
-        timespec deadline = {};
-        clock_gettime(CLOCK_REALTIME, &deadline);
-        deadline.tv_sec += 1 + cri::kCallTimeoutMillis / 1000;
-        if (pthread_mutex_timedlock(&g_crsApiMutex, &deadline) != 0) return;
+        if (!LockWithinACall()) return;
         callbacks.swap(Api::s_BlackScreenCallbackMap);
         pthread_mutex_unlock(&g_crsApiMutex);
     }
@@ -965,7 +973,7 @@ int CContentsRecognitionAPI::SubscribeBlackScreenEvent(BlackScreenCallback callb
         fresh.emplace(0, Shared(std::move(callback)));
         auto entry = fresh.extract(0);
         ApiLock lock;
-        if (s_reportsEnded || !Connected("SubscribeBlackScreenEvent")) return -1;
+        if (!Connected("SubscribeBlackScreenEvent") || s_reportsEnded) return -1;
         SubscribeReports();
         if (!TakeEngineReference()) return -1;
         const int id = s_BlackScreenCallbackId++;

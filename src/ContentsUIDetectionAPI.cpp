@@ -27,8 +27,8 @@ struct cri::UiDetectionState {
     std::mutex m_connectMutex;  ///< makes testing and changing m_connected one step
     bool m_connected = false;   ///< guarded by m_connectMutex
     std::atomic<unsigned long long> m_lastId{0};  ///< of both kinds
-    cri::SubscriberList<_PIP_MODE_RESULT> m_pipModeSubscribers;
-    cri::SubscriberList<std::vector<_DETECTED_RESULT>> m_detectedSubscribers;
+    cri::SubscriberList<_PIP_MODE_RESULT> m_pipModeSubscribers{&cri::CudsChannel()};
+    cri::SubscriberList<std::vector<_DETECTED_RESULT>> m_detectedSubscribers{&cri::CudsChannel()};
 };
 
 ContentsUIDetectionAPI::ContentsUIDetectionAPI() : m_state(*new cri::UiDetectionState) {}

@@ -168,7 +168,7 @@ int FileChannel::Process() {
 
 void FileChannel::ReadRecords(LineReader& lines) {
     std::string_view line;
-    while (!NotificationThread::CurrentIsRetired() && lines.Next(line))
+    while (!NotificationThread::CurrentIsRetired(this) && lines.Next(line))
         if (!ReadRecord(lines, line)) return;
 }
 
@@ -195,7 +195,7 @@ bool FileChannel::ReadRecord(LineReader& lines, std::string_view methodLine) {
 void FileChannel::Deliver(std::string payload) {
     CHANNEL_LOG(DLOG_ERROR, m_face.process, "[TEST:] %s\n", payload.c_str());
     const ResultCallback callback = m_resultCallback;
-    if (!callback || NotificationThread::CurrentIsRetired()) return;
+    if (!callback || NotificationThread::CurrentIsRetired(this)) return;
     Walled([&] { callback(std::move(payload)); });
 }
 

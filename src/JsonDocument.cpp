@@ -20,6 +20,8 @@ Json::CharReader& Reader() {
     return *t_reader;
 }
 
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 /// Asked of nearly every character of a document, so it is no search in a set of them.
 constexpr bool IsDigit(char c) {
     return c >= '0' && c <= '9';
@@ -43,6 +45,9 @@ Result ReadOr(const Json::Value* value, Result missing, Read read) {
 }  // namespace
 
 JsonDocument::JsonDocument(std::string text) : m_text(std::move(text)) {
+    // jsoncpp skips it, and counts from behind it.
+    if (m_text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0)
+        m_text.erase(0, kByteOrderMark.size());
     TakeRealsOut();
     m_parsed = Walled(false, [this] {
         return Reader().parse(m_text.data(), m_text.data() + m_text.size(), &m_root, nullptr);

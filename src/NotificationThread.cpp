@@ -36,13 +36,16 @@ class StackAttribute {
     pthread_attr_t m_attribute;
 };
 
-/// A new thread inherits the mask of its creator.
+/// A new thread inherits the mask of its creator. What a fault in a callback raises stays open to
+/// the host's handler.
 class SignalsBlocked {
   public:
     SignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &m_before);
+        sigset_t most;
+        sigfillset(&most);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS})
+            sigdelset(&most, fault);
+        pthread_sigmask(SIG_SETMASK, &most, &m_before);
     }
     ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
     SignalsBlocked(const SignalsBlocked&) = delete;

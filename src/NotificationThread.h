@@ -26,8 +26,11 @@ class NotificationThread {
     /// The state of the calling thread; null when it is no notification thread.
     static NotificationThread* Current();
 
-    /// Whether the calling thread is a notification thread that must not deliver any more.
-    static bool CurrentIsRetired() { return Current() && !Current()->Running(); }
+    /// Whether the calling thread is one of this owner's that must not deliver any more.
+    static bool CurrentIsRetired(const void* owner) {
+        const NotificationThread* const current = Current();
+        return current && !current->Running() && current->Owner() == owner;
+    }
 
     ~NotificationThread() = default;
     NotificationThread(const NotificationThread&) = delete;

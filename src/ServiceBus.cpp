@@ -2,6 +2,7 @@
 #include "ServiceBus.h"
 
 #include <atomic>
+#include <mutex>
 
 #include "AtomicWord.h"
 #include "ContentsRecognitionAPI.h"
@@ -10,25 +11,22 @@ namespace cri {
 namespace {
 
 GMainContext* s_proxyContext;  // made before the proxy is; lives as long as the process
+std::mutex s_updateMutex;      // one thread at a time iterates it; nothing is waited for inside
 
 /// Runs `body` with the proxy's context as the one on which the bus library calls back.
-/// @return false when another thread has the context
 template <class Body>
-bool WithProxyContext(Body body) {
-    if (!g_main_context_acquire(s_proxyContext)) return false;
+void WithProxyContext(Body body) {
     g_main_context_push_thread_default(s_proxyContext);
     body();
     g_main_context_pop_thread_default(s_proxyContext);
-    g_main_context_release(s_proxyContext);
-    return true;
 }
 
-/// Handles what the bus has sent to the proxy so far, without waiting for more.
-void UpdateServiceProxy() {
+/// Handles what the bus has sent to the proxy so far, without waiting for more; does nothing
+/// without the lock.
+void UpdateServiceProxy(const std::unique_lock<std::mutex>& update) {
     // One round handles all that is pending; a service that floods the bus must not hold us here.
     constexpr int kRounds = 8;
-    if (!Load(CContentsRecognitionAPI::m_proxy)) return;
-    // A thread that finds another one at it goes on with what that one leaves.
+    if (!update || !Load(CContentsRecognitionAPI::m_proxy)) return;
     WithProxyContext([] {
         for (int round = 0; round < kRounds; ++round)
             if (!g_main_context_iteration(s_proxyContext, FALSE)) break;
@@ -42,7 +40,7 @@ GDBusMessage* UpdateAtSignals(GDBusConnection*, GDBusMessage* message, gboolean 
     static std::atomic<unsigned> s_signals;
     if (incoming && g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_SIGNAL &&
         s_signals.fetch_add(1, std::memory_order_relaxed) % kAtOnce == 0)
-        UpdateServiceProxy();
+        UpdateServiceProxy(std::unique_lock(s_updateMutex, std::try_to_lock));
     return message;
 }
 
@@ -73,7 +71,7 @@ ServiceCall::ServiceCall(const char* method, const char* replyType, GVariant* ar
         m_error = "no method name";
         return;
     }
-    UpdateServiceProxy();
+    UpdateServiceProxy(std::unique_lock(s_updateMutex));
     BusError error;
     m_reply.reset(g_dbus_proxy_call_sync(Load(CContentsRecognitionAPI::m_proxy), method, arguments,
                                          G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMillis, nullptr,

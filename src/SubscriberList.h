@@ -25,6 +25,9 @@ class SubscriberList {
     using Id = unsigned long long;
     using Callback = std::function<void(const Record&)>;
 
+    /// @param channel  owner of the notification threads that deliver; lives as long as the process
+    explicit SubscriberList(const void* channel) : m_channel(channel) {}
+
     /// @param lastId  the last id handed out, from a counter that several lists may share
     /// @return the new subscriber's id
     Id Add(Callback&& callback, std::atomic<Id>& lastId) {
@@ -58,13 +61,12 @@ class SubscriberList {
         m_walkers = 0;
     }
 
-    /// Calls everybody with `record`, on the calling thread. A notification thread that is retired
-    /// meanwhile stops in the middle.
+    /// Calls everybody with `record`, on the calling thread. A notification thread of the channel
+    /// that is retired meanwhile stops in the middle.
     void Deliver(const Record& record) {
         const Walk walk(*this);
-        const NotificationThread* const thread = NotificationThread::Current();
         for (const auto& entry : *walk.entries) {
-            if (thread && !thread->Running()) return;
+            if (NotificationThread::CurrentIsRetired(m_channel)) return;
             if (entry->live.load(std::memory_order_acquire) && entry->callback)
                 Walled([&] { entry->callback(record); });
         }
@@ -112,6 +114,7 @@ class SubscriberList {
         return found ? static_cast<std::size_t>(place - m_entries->begin()) : m_entries->size();
     }
 
+    const void* const m_channel;
     std::mutex m_mutex;
     std::shared_ptr<Entries> m_entries = std::make_shared<Entries>();  ///< by ascending id
     int m_walkers = 0;  ///< deliveries that walk m_entries itself

@@ -10,6 +10,7 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,6 +24,7 @@
 #include "HomeDataControlAPI.h"
 #include "JsonDocument.h"
 #include "Log.h"
+#include "NotificationThread.h"
 #include "SubscriberList.h"
 #include "VDRS_Client_Inotify.h"
 #include "Wall.h"
@@ -37,7 +39,7 @@ bool bLDStart = false;
 
 struct cri::VisionDataState {
     std::atomic<unsigned long long> m_lastId{0};
-    cri::SubscriberList<MOBILE_USAGE> m_subscribers;
+    cri::SubscriberList<MOBILE_USAGE> m_subscribers{&cri::VdrsChannel()};
     std::mutex m_usageMutex;
     std::shared_ptr<const MOBILE_USAGE> m_usage;  ///< replaced, never changed: it may be being read
 };
@@ -132,6 +134,8 @@ struct BusyMarker {
 
     /// @return false when the path leads through a link
     bool IsOwn() const;
+    /// Whether it exists, and is no link.
+    bool IsRegular() const;
     /// Creates it unless it exists.
     /// @return false when it cannot be created
     bool Ensure();
@@ -156,12 +160,18 @@ bool BusyMarker::IsOwn() const {
     return true;
 }
 
+bool BusyMarker::IsRegular() const {
+    struct stat status = {};
+    return lstat(path, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 bool BusyMarker::Ensure() {
     if (FileExist(path)) return true;
     constexpr char kContent[] = {'b', 'u', 's', 'y'};
     // Exclusive: a link put here since the check, or one that leads nowhere, is not followed.
     const cri::Descriptor file(
         open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
+    if (!file && errno == EEXIST && IsRegular()) return true;  // another process was quicker
     if (!file || write(file.Get(), kContent, sizeof kContent) != sizeof kContent) {
         VDR_LOG(DLOG_ERROR, "StartAnalyze", "file open error %s\n", path);
         if (file) unlink(path);
@@ -471,11 +481,14 @@ namespace {
 }
 
 pid_t StartShell(const char* command) {
-    sigset_t all, before;
+    sigset_t all, before, forShell;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
+    forShell = before;
+    // A notification thread's own mask is not for programs.
+    if (cri::NotificationThread::Current()) sigemptyset(&forShell);
     const pid_t child = vfork();
-    if (child == 0) BecomeShell(command, before);
+    if (child == 0) BecomeShell(command, forShell);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return child;
 }

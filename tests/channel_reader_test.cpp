@@ -159,8 +159,11 @@ TEST_F(RequestTest, FailsForNullAndWhereTheFileCannotBeOpenedAndNeverWaits) {
     EXPECT_EQ(VDRS_Client_Inotify_Send("vdrs_method_ld_stop", nullptr), -3);
     EXPECT_EQ(CountLogLines("inotify file open error /run/user/5001/vdrs_c2s_msg\n"), 1U);
     ASSERT_EQ(rmdir("/run/user/5001/vdrs_c2s_msg"), 0);
-    // A pipe that nobody reads fills up.
+    // A pipe that nobody reads fills up; one whose reader may go away is no message file.
     ASSERT_EQ(mkfifo("/run/user/5001/cuds_c2s_msg", 0600), 0);
+    const int reader = open("/run/user/5001/cuds_c2s_msg", O_RDONLY | O_NONBLOCK);
+    EXPECT_EQ(CUDSInotifyInit("cuds_c2s_msg"), -2);
+    close(reader);
     for (int i = 0; i < 5000; ++i)
         ASSERT_EQ(CUDSClientInotifySend("cuds_method_engine_start", i, i, i, i), 1);
 }

@@ -256,6 +256,25 @@ TEST_P(SubscriberTest, StaysConnectedByAnInitializeWhileAFinalizeWaitsForACallba
     EXPECT_TRUE(m_kind.finalize());
 }
 
+/// A thread that is retired on its own channel is an application's thread to the other one.
+TEST(BothClientsTest, DeliverWhatAnApplicationHandsOutInACallbackOfTheOther) {
+    const MessageFile results(kCuds.resultFile);
+    const MessageFile otherResults(kVdrs.resultFile);
+    Latch done;
+    int logos = 0;
+    kLogoIcon.add([&] { ++logos; });
+    kDetected.add([&] {
+        EXPECT_FALSE(kDetected.finalize());
+        kLogoIcon.deliver();
+        done.CountDown();
+    });
+    results.Write(std::string(kCuds.resultMethod) + "\n" + kDetected.document + "\n");
+    ASSERT_TRUE(done.WaitForOpen());
+    EXPECT_EQ(logos, 1);
+    EXPECT_TRUE(kDetected.finalize());
+    EXPECT_TRUE(kLogoIcon.finalize());
+}
+
 using SubscriberExitTest = SubscriberTest;
 INSTANTIATE_TEST_SUITE_P(AllKinds, SubscriberExitTest,
                          testing::Values(kLogoIcon, kDetected, kPipMode),

@@ -173,6 +173,30 @@ TEST(ShellTest, GivesTheWaitStatusWhateverTheHostDoesWithSignals) {
     EXPECT_EQ(m_ExecuteShell("exit 0"), -1);
 }
 
+/// On the notification thread, which takes none of the host's signals itself.
+TEST_F(VisionDataTest, LeavesFaultsAndProgramsOfACallbackToTheirSignals) {
+    Latch done;
+    bool takesFaults = false, takesRequests = true;
+    int status = 0;
+    Api().SubscribeLogoIconInfo([&](const MOBILE_USAGE&) {
+        sigset_t blocked;
+        pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+        takesFaults = sigismember(&blocked, SIGSEGV) == 0 && sigismember(&blocked, SIGFPE) == 0;
+        takesRequests = sigismember(&blocked, SIGTERM) == 0;
+        status = m_ExecuteShell("kill -TERM $$; sleep 5");
+        done.CountDown();
+    });
+    m_results.Write(
+        "vdrs_method_ld_callback\n"
+        R"({"type":"AnalyzeResult","analyze_result":{"mobile_usage_analysis":{}}})"
+        "\n");
+    ASSERT_TRUE(done.WaitForOpen());
+    EXPECT_TRUE(takesFaults);
+    EXPECT_FALSE(takesRequests);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+    EXPECT_TRUE(Api().Finalize());
+}
+
 /// A host whose numbers have decimal commas.
 struct Comma : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
@@ -230,6 +254,17 @@ TEST_F(VisionDataDocument, BecomesARecordWithAllItsValues) {
                              usage.text_roi.bottom}),
                 ElementsAre(5, 6, 7, 8));
     EXPECT_EQ(CountLogLines("[TEXT_ROI] Result: 5, 6, 7, 8\n"), 1U);
+}
+
+TEST_F(VisionDataDocument, MayBeginWithAByteOrderMark) {
+    const auto usages = Read(
+        "\xEF\xBB\xBF"
+        R"({"type":"AnalyzeResult","analyze_result":{"mobile_usage_analysis":{"logo_icon":)"
+        R"([{"class_id":12,"score":0.93}]}}})");
+    ASSERT_EQ(usages.size(), 1U);
+    ASSERT_EQ(usages.front().logo_icon.size(), 1U);
+    EXPECT_EQ(usages.front().logo_icon.front().class_id, 12U);
+    EXPECT_EQ(usages.front().logo_icon.front().score, 0.93F);
 }
 
 TEST_F(VisionDataDocument, IsDroppedWhenItIsNone) {

@@ -366,7 +366,9 @@ class CRI_API CContentsRecognitionAPI {
     /// does not write them.
     /// @{
     static GDBusConnection* m_connection;  ///< shared system-bus connection; never closed by us
-    static GDBusProxy* m_proxy;            ///< target of every method call
+    /// Target of every method call. Connect no handler to it: it would run under the library's
+    /// lock, or on the bus library's own thread.
+    static GDBusProxy* m_proxy;
     static unsigned int
         m_subscriberID[13];        ///< newest subscription id of each event, 0 for none yet
     static void* m_pUserData[13];  ///< newest user data of each event
