@@ -16,7 +16,7 @@ compile() {
 
 for header in "$include"/*.h; do
     for standard in c++11 c++14 c++17 c++20; do compile "$cxx" c++ $standard "$header"; done
-    case $header in
-        */cri*.h) for standard in c99 c11 c17; do compile "$cc" c $standard "$header"; done ;;
+    case ${header##*/} in
+        cri*.h) for standard in c99 c11 c17; do compile "$cc" c $standard "$header"; done ;;
     esac
 done
