@@ -26,10 +26,16 @@ class NotificationThread {
     /// The state of the calling thread; null when it is no notification thread.
     static NotificationThread* Current();
 
+    /// The same when the thread is one of this owner's; otherwise null.
+    static const NotificationThread* CurrentOf(const void* owner) {
+        const NotificationThread* const current = Current();
+        return current && current->Owner() == owner ? current : nullptr;
+    }
+
     /// Whether the calling thread is one of this owner's that must not deliver any more.
     static bool CurrentIsRetired(const void* owner) {
-        const NotificationThread* const current = Current();
-        return current && !current->Running() && current->Owner() == owner;
+        const NotificationThread* const current = CurrentOf(owner);
+        return current && !current->Running();
     }
 
     ~NotificationThread() = default;

@@ -65,8 +65,9 @@ class SubscriberList {
     /// that is retired meanwhile stops in the middle.
     void Deliver(const Record& record) {
         const Walk walk(*this);
+        const NotificationThread* const thread = NotificationThread::CurrentOf(m_channel);
         for (const auto& entry : *walk.entries) {
-            if (NotificationThread::CurrentIsRetired(m_channel)) return;
+            if (thread && !thread->Running()) return;
             if (entry->live.load(std::memory_order_acquire) && entry->callback)
                 Walled([&] { entry->callback(record); });
         }
