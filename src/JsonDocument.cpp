@@ -45,9 +45,9 @@ Result ReadOr(const Json::Value* value, Result missing, Read read) {
 }  // namespace
 
 JsonDocument::JsonDocument(std::string text) : m_text(std::move(text)) {
-    // jsoncpp skips it, and counts from behind it.
+    // jsoncpp skips one mark, and counts from behind it.
     if (m_text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0)
-        m_text.erase(0, kByteOrderMark.size());
+        m_origin = kByteOrderMark.size();
     TakeRealsOut();
     m_parsed = Walled(false, [this] {
         return Reader().parse(m_text.data(), m_text.data() + m_text.size(), &m_root, nullptr);
@@ -57,7 +57,7 @@ JsonDocument::JsonDocument(std::string text) : m_text(std::move(text)) {
 
 /// Numbers are looked for where jsoncpp looks for them: not in strings, nor in comments.
 void JsonDocument::TakeRealsOut() {
-    std::size_t position = 0;
+    std::size_t position = m_origin;
     while (position < m_text.size()) {
         const char c = m_text[position];
         if (c == '"')
@@ -112,7 +112,7 @@ std::size_t JsonDocument::TakeNumber(std::size_t start) {
     if (!Among(".eE", end) && ReadReal(m_text.substr(start, end - start), value)) {
         const std::size_t digits = start + (Among("+-", start) ? 1 : 0);
         m_text.replace(digits, end - digits, end - digits, '0');
-        m_reals.push_back({start, value});
+        m_reals.push_back({start - m_origin, value});
     } else {
         m_text[mark] = '#';  // no number in any locale
     }

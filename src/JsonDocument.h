@@ -26,7 +26,7 @@ class JsonDocument {
 
   private:
     struct Real {
-        std::size_t offset;
+        std::size_t offset;  ///< as jsoncpp counts
         double value;
     };
 
@@ -39,6 +39,7 @@ class JsonDocument {
     void PutRealsBack(Json::Value& value) const;
 
     std::string m_text;
+    std::size_t m_origin = 0;   ///< where jsoncpp counts from
     std::vector<Real> m_reals;  ///< by ascending offset
     Json::Value m_root;
     bool m_parsed = false;

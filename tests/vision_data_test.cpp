@@ -256,11 +256,13 @@ TEST_F(VisionDataDocument, BecomesARecordWithAllItsValues) {
     EXPECT_EQ(CountLogLines("[TEXT_ROI] Result: 5, 6, 7, 8\n"), 1U);
 }
 
-TEST_F(VisionDataDocument, MayBeginWithAByteOrderMark) {
+TEST_F(VisionDataDocument, MayBeginWithOneByteOrderMark) {
+    const std::string kMark = "\xEF\xBB\xBF";
+    EXPECT_THAT(Read(kMark + kMark + R"({"type":"AnalyzeResult"})"), testing::IsEmpty());
+    EXPECT_EQ(CountLogLines("Unknown Data\n"), 1U);
     const auto usages = Read(
-        "\xEF\xBB\xBF"
-        R"({"type":"AnalyzeResult","analyze_result":{"mobile_usage_analysis":{"logo_icon":)"
-        R"([{"class_id":12,"score":0.93}]}}})");
+        kMark + R"({"type":"AnalyzeResult","analyze_result":{"mobile_usage_analysis":{"logo_icon":)"
+                R"([{"class_id":12,"score":0.93}]}}})");
     ASSERT_EQ(usages.size(), 1U);
     ASSERT_EQ(usages.front().logo_icon.size(), 1U);
     EXPECT_EQ(usages.front().logo_icon.front().class_id, 12U);
