@@ -23,6 +23,7 @@
 #include "vconf.h"
 
 using cri::BusError;
+using cri::CallApplication;
 using cri::Load;
 using cri::ServiceCall;
 using cri::Store;
@@ -449,7 +450,7 @@ void CContentsRecognitionAPI::m_OnSignalContentsRecognitionChangedCB(GDBusConnec
     CRI_LOG(DLOG_DEBUG, "m_OnSignalContentsRecognitionChangedCB",
             "Callback connection = 0x%p, event : %d, status : %d\n", static_cast<void*>(connection),
             event, status);
-    Walled([&] { callback(static_cast<CRS_EVENT_TYPE>(status), userData); });
+    CallApplication([&] { callback(static_cast<CRS_EVENT_TYPE>(status), userData); });
 }
 
 void CContentsRecognitionAPI::m_OnSignalSMCB(GDBusConnection*, const char*, const char*,
@@ -468,7 +469,8 @@ void CContentsRecognitionAPI::m_OnSignalSMCB(GDBusConnection*, const char*, cons
     void* userData = nullptr;
     const ContentAreaCallback callback = LoadCallback(sm_cad_cb, slot, userData);
     if (!callback) return;
-    Walled([&] { callback(static_cast<SM_SCREEN_STATUS>(mode), x, y, width, height, userData); });
+    CallApplication(
+        [&] { callback(static_cast<SM_SCREEN_STATUS>(mode), x, y, width, height, userData); });
 }
 
 void CContentsRecognitionAPI::m_SMVideoPlayDetectorEventReceiver(GDBusConnection*, const char*,
@@ -487,7 +489,7 @@ void CContentsRecognitionAPI::m_SMVideoPlayDetectorEventReceiver(GDBusConnection
     void* userData = nullptr;
     const VideoPlayCallback callback = LoadCallback(sm_vpd_cb, slot, userData);
     if (!callback) return;
-    Walled([&] { callback(static_cast<SM_VPD_STATUS>(status), userData); });
+    CallApplication([&] { callback(static_cast<SM_VPD_STATUS>(status), userData); });
 }
 
 // ---- Screen-monitor control ----
@@ -1031,7 +1033,7 @@ void CContentsRecognitionAPI::HandleBlackScreenInfoEvent(GDBusConnection*, const
     Walled([&] {
         for (const auto& [id, callback] : CallbacksNow()) {
             CRI_LOG(DLOG_INFO, function, "blackscreen callback : %d\n", id);
-            Walled([&, &callback = callback] { callback(info); });
+            CallApplication([&, &callback = callback] { callback(info); });
         }
     });
 }

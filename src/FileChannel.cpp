@@ -196,7 +196,7 @@ void FileChannel::Deliver(std::string payload) {
     CHANNEL_LOG(DLOG_ERROR, m_face.process, "[TEST:] %s\n", payload.c_str());
     const ResultCallback callback = m_resultCallback;
     if (!callback || NotificationThread::CurrentIsRetired(this)) return;
-    Walled([&] { callback(std::move(payload)); });
+    CallApplication([&] { callback(std::move(payload)); });
 }
 
 Descriptor FileChannel::OpenRequestFile() const {

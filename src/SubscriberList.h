@@ -66,10 +66,14 @@ class SubscriberList {
     void Deliver(const Record& record) {
         const Walk walk(*this);
         const NotificationThread* const thread = NotificationThread::CurrentOf(m_channel);
+        const HostTurn turn;
         for (const auto& entry : *walk.entries) {
             if (thread && !thread->Running()) return;
-            if (entry->live.load(std::memory_order_acquire) && entry->callback)
-                Walled([&] { entry->callback(record); });
+            if (!entry->live.load(std::memory_order_acquire) || !entry->callback) continue;
+            CatchAll(0, [&] {
+                entry->callback(record);
+                return 0;
+            });
         }
     }
 
