@@ -4,12 +4,14 @@
 #include "ContentsRecognitionAPI.h"
 
 #include <pthread.h>
+#include <string.h>
 
 #include <atomic>
 #include <chrono>
 #include <iostream>  // the standard streams live from here on, before any callback may print
 #include <memory>
 #include <mutex>
+#include <new>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -18,12 +20,14 @@
 #include "ContentsUIDetectionAPI.h"
 #include "Log.h"
 #include "ServiceBus.h"
+#include "ServiceSignals.h"
 #include "VisionDataRecognitionAPI.h"
 #include "Wall.h"
 #include "vconf.h"
 
 using cri::BusError;
 using cri::CallApplication;
+using cri::CancellationHeldOff;
 using cri::Load;
 using cri::ServiceCall;
 using cri::Store;
@@ -76,7 +80,15 @@ class ApiLock {
     ~ApiLock() { pthread_mutex_unlock(&g_crsApiMutex); }
     ApiLock(const ApiLock&) = delete;
     ApiLock& operator=(const ApiLock&) = delete;
+
+  private:
+    const CancellationHeldOff m_heldOff;  // until the lock is released
 };
+
+/// Guards the pairs of a callback and its user data, which are read and replaced together; never
+/// held while a callback runs.
+std::mutex s_slotMutex;
+using SlotLock = std::lock_guard<std::mutex>;
 
 template <class Request>
 bool Locked(Request request) {
@@ -94,11 +106,33 @@ namespace {
 /// operations connect too.
 std::mutex s_connectMutex;
 
+std::atomic<bool> s_busUsed;      // the bus library has been asked for a connection
+std::atomic<bool> s_busInParent;  // that was before this process was forked from its parent
+
+/// A child made by fork has none of the bus library's threads, and its locks may be taken for ever.
+/// The library's own may be taken too, by threads that the child does not have.
+void ForgetParent() {
+    if (s_busUsed) s_busInParent = true;
+    const pthread_mutex_t free = PTHREAD_MUTEX_INITIALIZER;
+    memcpy(&g_crsApiMutex, &free, sizeof free);
+    new (&s_connectMutex) std::mutex;
+    new (&s_slotMutex) std::mutex;
+    cri::FreeBusLocksInChild();
+}
+
+void LogNoBus(const char* reason) {
+    CRI_LOG(DLOG_ERROR, "InitService", "bus get sync failed: %s\n", reason);
+}
+
 bool GetBus() {
+    if (!cri::DescriptorsFree(cri::kDescriptorsToConnect)) {
+        LogNoBus(cri::kNoDescriptor);
+        return false;
+    }
     BusError error;
     GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, error.Receive());
     if (!connection) {
-        CRI_LOG(DLOG_ERROR, "InitService", "bus get sync failed: %s\n", error.Message());
+        LogNoBus(error.Message());
         return false;
     }
     // By default the bus library ends the process when the bus goes away.
@@ -123,6 +157,7 @@ bool MakeProxy() {
 bool Connect() {
     std::lock_guard<std::mutex> lock(s_connectMutex);
     if (Load(Api::m_proxy)) return true;
+    if (!s_busUsed.exchange(true)) pthread_atfork(nullptr, nullptr, ForgetParent);
     if (!GetBus() || !MakeProxy()) return false;
     CRI_LOG(DLOG_DEBUG, "InitService", "m_connection=0x%p, m_proxy = 0x%p\n",
             static_cast<void*>(Api::m_connection), static_cast<void*>(Api::m_proxy));
@@ -130,22 +165,27 @@ bool Connect() {
 }
 
 bool Connected(const char* function) {
+    const CancellationHeldOff heldOff;
     if (Api::InitService()) return true;
     CRI_LOG(DLOG_ERROR, function, "No connection!\n");
     return false;
 }
 
-/// A closed connection would take a subscription and never deliver it.
 bool CanSubscribe(const char* function) {
     if (!Connected(function)) return false;
-    if (!g_dbus_connection_is_closed(Load(Api::m_connection))) return true;
-    CRI_LOG(DLOG_ERROR, function, "No connection!\n");
+    if (cri::DescriptorsFree(cri::kDescriptorsToCall)) return true;
+    CRI_LOG(DLOG_ERROR, function, "Error: %s\n", cri::kNoDescriptor);
     return false;
 }
 
 }  // namespace
 
 bool CContentsRecognitionAPI::InitService() {
+    const CancellationHeldOff heldOff;
+    if (s_busInParent) {
+        LogNoBus("the process was forked from one that had used the bus");
+        return false;
+    }
     if (Load(m_connection) && Load(m_proxy)) return true;
     return Walled(false, Connect);
 }
@@ -266,6 +306,7 @@ bool CContentsRecognitionAPI::m_GetChannelScrollStatus(bool& scrolling) {
 }
 
 bool CContentsRecognitionAPI::GetChannelScrollStatus(bool& scrolling) {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_INFO, "GetChannelScrollStatus", "GetChannelScrollStatus()\n");
     ApiLock lock;
     const bool answered = m_GetChannelScrollStatus(scrolling);
@@ -276,6 +317,7 @@ bool CContentsRecognitionAPI::GetChannelScrollStatus(bool& scrolling) {
 }
 
 bool CContentsRecognitionAPI::m_GetCurrentRecognitionStatus(int& status) {
+    const CancellationHeldOff heldOff;
     if (!Connected("m_GetCurrentRecognitionStatus")) return false;
     int kept = 0;
     if (vconf_get_int("db/Canalysis-service/recognition_status", &kept) != 0) kept = 0;
@@ -293,6 +335,7 @@ bool CContentsRecognitionAPI::m_GetUIStatus(int& status) {
 }
 
 bool CContentsRecognitionAPI::GetUIStatus(int& status) {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_INFO, "GetUIStatus", "GetUIStatus()\n");
     ApiLock lock;
     return m_GetUIStatus(status);
@@ -303,6 +346,7 @@ bool CContentsRecognitionAPI::m_GetUI123Status(int& status) {
 }
 
 bool CContentsRecognitionAPI::GetUI123Status(int& status) {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_INFO, "GetUI123Status", "GetUI123Status()\n");
     ApiLock lock;
     return m_GetUI123Status(status);
@@ -313,6 +357,7 @@ bool CContentsRecognitionAPI::m_GetVODAppUIStatus(int& status) {
 }
 
 bool CContentsRecognitionAPI::GetVODAppUIStatus(int& status) {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_INFO, "GetVODAppUIStatus", "GetVODAppUIStatus()\n");
     ApiLock lock;
     return m_GetVODAppUIStatus(status);
@@ -362,34 +407,31 @@ bool IsChangeEvent(int event) {
     return event > CONTENTS_RECOGNITION_EVENT_UNKNOWN && event < CONTENTS_RECOGNITION_EVENT_MAX;
 }
 
-/// Ids are never used twice, so one that has ended already does no harm.
-void EndSubscription(guint id) {
-    if (id != 0) g_dbus_connection_signal_unsubscribe(Load(Api::m_connection), id);
-}
-
 bool RequestUnsubscription(const char* function, unsigned int id) {
     if (!Connected(function)) return false;
     CRI_LOG(DLOG_DEBUG, function, "g_dbus_connection_signal_unsubscribe subscriberID=%d\n",
             static_cast<int>(id));
-    EndSubscription(id);
+    cri::EndServiceSignal(Load(Api::m_connection), id);
     return true;
 }
 
-/// Handlers read a callback and its data without a lock; these two keep them from pairing one
-/// subscription's callback with another's data.
+/// What a handler calls, and with what.
 template <class Callback>
-void StoreCallback(Callback& slot, Callback callback, int event, void* userData) {
-    Store(slot, static_cast<Callback>(nullptr));
-    Store(Api::m_pUserData[event], userData);
-    Store(slot, callback);
+struct Slot {
+    Callback callback;
+    void* userData;
+};
+
+template <class Callback>
+Slot<Callback> ReadSlot(const Callback& callback, int event) {
+    const SlotLock lock(s_slotMutex);
+    return {Load(callback), Load(Api::m_pUserData[event])};
 }
 
-/// @return null when there is none, or it is being replaced
-template <class Callback>
-Callback LoadCallback(const Callback& slot, int event, void*& userData) {
-    const Callback callback = Load(slot);
-    userData = Load(Api::m_pUserData[event]);
-    return Load(slot) == callback ? callback : nullptr;
+/// Calls the application, unless it has given nothing to call.
+template <class Callback, class... Arguments>
+void Call(Callback callback, Arguments... arguments) {
+    if (callback) CallApplication([&] { callback(arguments...); });
 }
 
 /// Subscribes the event's signal and notes the id in its slot.
@@ -404,16 +446,20 @@ guint FillSlot(CONTENTS_RECOGNITION_EVENTS event, GDBusSignalCallback handler) {
 
 int CContentsRecognitionAPI::SubscribeEvent(CONTENTS_RECOGNITION_EVENTS event,
                                             ChangedCallback callback, void* userData) {
-    ApiLock lock;
-    if (!CanSubscribe("SubscribeEvent")) return -1;
-    if (!IsChangeEvent(event)) {
-        CRI_LOG(DLOG_ERROR, "SubscribeEvent", "Invalid Event Type!\n");
-        return -1;
-    }
-    const guint id = FillSlot(event, m_OnSignalContentsRecognitionChangedCB);
-    CRI_LOG(DLOG_DEBUG, "SubscribeEvent", "subscriberID=%d\n", static_cast<int>(id));
-    StoreCallback(changed_cb[event], callback, event, userData);
-    return static_cast<int>(id);
+    return Walled(-1, [=] {
+        ApiLock lock;
+        if (!CanSubscribe("SubscribeEvent")) return -1;
+        if (!IsChangeEvent(event)) {
+            CRI_LOG(DLOG_ERROR, "SubscribeEvent", "Invalid Event Type!\n");
+            return -1;
+        }
+        const guint id = FillSlot(event, m_OnSignalContentsRecognitionChangedCB);
+        CRI_LOG(DLOG_DEBUG, "SubscribeEvent", "subscriberID=%d\n", static_cast<int>(id));
+        const SlotLock slot(s_slotMutex);
+        Store(changed_cb[event], callback);
+        Store(m_pUserData[event], userData);
+        return static_cast<int>(id);
+    });
 }
 
 bool CContentsRecognitionAPI::UnsubscribeEvent(unsigned int subscriberId) {
@@ -421,75 +467,88 @@ bool CContentsRecognitionAPI::UnsubscribeEvent(unsigned int subscriberId) {
     return RequestUnsubscription("UnsubscribeEvent", subscriberId);
 }
 
-bool CContentsRecognitionAPI::SubscribeSMEvent(CONTENTS_RECOGNITION_EVENTS event, void* userData) {
-    if (!CanSubscribe("SubscribeSMEvent")) return false;
+namespace {
+
+/// Attaches a detector's signal. `storeCallback` is called while its slot changes, so that no
+/// report meets one attachment's callback with another's data.
+template <class StoreCallback>
+bool AttachDetector(CONTENTS_RECOGNITION_EVENTS event, void* userData,
+                    StoreCallback storeCallback) {
+    constexpr char function[] = "SubscribeSMEvent";
+    if (!CanSubscribe(function)) return false;
     const bool contentArea = event == CONTENTS_RECOGNITION_EVENT_SM_CAD_STATUS;
     if (!contentArea && event != CONTENTS_RECOGNITION_EVENT_SM_VPD_STATUS) {
-        CRI_LOG(DLOG_ERROR, "SubscribeSMEvent", "Invalid Event Type!\n");
+        CRI_LOG(DLOG_ERROR, function, "Invalid Event Type!\n");
         return false;
     }
-    EndSubscription(Load(m_subscriberID[event]));
-    const guint id =
-        FillSlot(event, contentArea ? m_OnSignalSMCB : m_SMVideoPlayDetectorEventReceiver);
-    Store(m_pUserData[event], userData);
-    CRI_LOG(DLOG_DEBUG, "SubscribeSMEvent", "subscriberID=%d eventName=%s\n", static_cast<int>(id),
+    cri::EndServiceSignal(Load(Api::m_connection), Load(Api::m_subscriberID[event]));
+    const guint id = FillSlot(
+        event, contentArea ? Api::m_OnSignalSMCB : Api::m_SMVideoPlayDetectorEventReceiver);
+    {
+        const SlotLock slot(s_slotMutex);
+        Store(Api::m_pUserData[event], userData);
+        storeCallback();
+    }
+    CRI_LOG(DLOG_DEBUG, function, "subscriberID=%d eventName=%s\n", static_cast<int>(id),
             CONTENTS_RECOGNITION_EVENTS_STR[event]);
     return true;
+}
+
+}  // namespace
+
+bool CContentsRecognitionAPI::SubscribeSMEvent(CONTENTS_RECOGNITION_EVENTS event, void* userData) {
+    return Walled(false, [=] { return AttachDetector(event, userData, [] {}); });
 }
 
 void CContentsRecognitionAPI::m_OnSignalContentsRecognitionChangedCB(GDBusConnection* connection,
                                                                      const char*, const char*,
                                                                      const char*, const char*,
                                                                      GVariant* parameters, void*) {
+    const CancellationHeldOff heldOff;
     int event = 0, status = 0;
     if (!Unpack(parameters, "(ii)", &event, &status) || !IsChangeEvent(event)) return;
     if (Load(m_subscriberID[event]) == 0) return;
-    void* userData = nullptr;
-    const ChangedCallback callback = LoadCallback(changed_cb[event], event, userData);
-    if (!callback) return;
     CRI_LOG(DLOG_DEBUG, "m_OnSignalContentsRecognitionChangedCB",
             "Callback connection = 0x%p, event : %d, status : %d\n", static_cast<void*>(connection),
             event, status);
-    CallApplication([&] { callback(static_cast<CRS_EVENT_TYPE>(status), userData); });
+    const auto [callback, userData] = ReadSlot(changed_cb[event], event);
+    Call(callback, static_cast<CRS_EVENT_TYPE>(status), userData);
 }
 
 void CContentsRecognitionAPI::m_OnSignalSMCB(GDBusConnection*, const char*, const char*,
                                              const char*, const char*, GVariant* parameters,
                                              void*) {
-    constexpr int slot = CONTENTS_RECOGNITION_EVENT_SM_CAD_STATUS;
+    const CancellationHeldOff heldOff;
+    constexpr int event = CONTENTS_RECOGNITION_EVENT_SM_CAD_STATUS;
     int mode = 0, x = 0, y = 0, width = 0, height = 0;
     if (!Unpack(parameters, "(iiiii)", &mode, &x, &y, &width, &height)) return;
     CRI_LOG(DLOG_ERROR, "m_OnSignalSMCB",
             "========> mode=%d, x=%d, y=%d, width=%d, height=%d <========\n", mode, x, y, width,
             height);
-    if (Load(m_subscriberID[slot]) == 0) {
+    if (Load(m_subscriberID[event]) == 0) {
         CRI_LOG(DLOG_ERROR, "m_OnSignalSMCB", "Invalid Event Type!\n");
         return;
     }
-    void* userData = nullptr;
-    const ContentAreaCallback callback = LoadCallback(sm_cad_cb, slot, userData);
-    if (!callback) return;
-    CallApplication(
-        [&] { callback(static_cast<SM_SCREEN_STATUS>(mode), x, y, width, height, userData); });
+    const auto [callback, userData] = ReadSlot(sm_cad_cb, event);
+    Call(callback, static_cast<SM_SCREEN_STATUS>(mode), x, y, width, height, userData);
 }
 
 void CContentsRecognitionAPI::m_SMVideoPlayDetectorEventReceiver(GDBusConnection*, const char*,
                                                                  const char*, const char*,
                                                                  const char*, GVariant* parameters,
                                                                  void*) {
-    constexpr int slot = CONTENTS_RECOGNITION_EVENT_SM_VPD_STATUS;
+    const CancellationHeldOff heldOff;
+    constexpr int event = CONTENTS_RECOGNITION_EVENT_SM_VPD_STATUS;
     int status = 0;
     if (!Unpack(parameters, "(i)", &status)) return;
-    if (Load(m_subscriberID[slot]) == 0) {
+    if (Load(m_subscriberID[event]) == 0) {
         CRI_LOG(DLOG_ERROR, "m_SMVideoPlayDetectorEventReceiver", "Invalid Event Type!\n");
         return;
     }
     CRI_LOG(DLOG_ERROR, "m_SMVideoPlayDetectorEventReceiver", "====> VPD result send (%d) <====\n",
             status);
-    void* userData = nullptr;
-    const VideoPlayCallback callback = LoadCallback(sm_vpd_cb, slot, userData);
-    if (!callback) return;
-    CallApplication([&] { callback(static_cast<SM_VPD_STATUS>(status), userData); });
+    const auto [callback, userData] = ReadSlot(sm_vpd_cb, event);
+    Call(callback, static_cast<SM_VPD_STATUS>(status), userData);
 }
 
 // ---- Screen-monitor control ----
@@ -559,18 +618,14 @@ enum class Start { kNotAttached, kNotAnswered, kAnswered };
 template <class Callback>
 Start StartDetector(const DetectorStart& start, Callback& slot, Callback callback, void* userData,
                     int captureType) {
-    ApiLock lock;
-    // A signal on its way must not find the earlier callback with this one's data.
-    const Callback earlier = Load(slot);
-    Store(slot, static_cast<Callback>(nullptr));
-    if (!Api::SubscribeSMEvent(start.event, userData)) {
-        Store(slot, earlier);
-        return Start::kNotAttached;
-    }
-    Store(slot, callback);
-    CRI_LOG_FORMAT(DLOG_ERROR, start.function, start.called, captureType);
-    return Api::m_SMServiceStart(start.method, captureType) ? Start::kAnswered
-                                                            : Start::kNotAnswered;
+    return Walled(Start::kNotAttached, [&] {
+        ApiLock lock;
+        if (!AttachDetector(start.event, userData, [&] { Store(slot, callback); }))
+            return Start::kNotAttached;
+        CRI_LOG_FORMAT(DLOG_ERROR, start.function, start.called, captureType);
+        return Api::m_SMServiceStart(start.method, captureType) ? Start::kAnswered
+                                                                : Start::kNotAnswered;
+    });
 }
 
 /// Sends the stop and ends the attachment that it finds. Between the stop request and the end of
@@ -578,6 +633,7 @@ Start StartDetector(const DetectorStart& start, Callback& slot, Callback callbac
 /// callback stays.
 template <class Callback, class Request>
 bool StopDetector(CONTENTS_RECOGNITION_EVENTS event, Callback& slot, Request request) {
+    const CancellationHeldOff heldOff;
     guint found = 0;
     const bool answered = Locked([&] {
         found = Load(Api::m_subscriberID[event]);
@@ -585,6 +641,7 @@ bool StopDetector(CONTENTS_RECOGNITION_EVENTS event, Callback& slot, Request req
     });
     ApiLock lock;
     RequestUnsubscription("UnsubscribeEvent", found);
+    const SlotLock slotLock(s_slotMutex);
     if (Load(Api::m_subscriberID[event]) == found) Store(slot, static_cast<Callback>(nullptr));
     return answered;
 }
@@ -662,30 +719,35 @@ bool CContentsRecognitionAPI::SM_VPDServiceStop() {
 }
 
 bool CContentsRecognitionAPI::SM_VPDServicePause() {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_ERROR, "SM_VPDServicePause", "SM_VPDServicePause called\n");
     ApiLock lock;
     return m_SMServiceStop("SM_VPDServicePause");
 }
 
 bool CContentsRecognitionAPI::SM_VPDServiceResume(int captureType) {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_ERROR, "SM_VPDServiceResume", "SM_VPDServiceResume(%d) called\n", captureType);
     ApiLock lock;
     return m_SMServiceStart("SM_VPDServiceResume", captureType);
 }
 
 bool CContentsRecognitionAPI::SMServiceCSChange(int captureSpeed) {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_ERROR, "SMServiceCSChange", "SMServiceCSChange(%d) called\n", captureSpeed);
     ApiLock lock;
     return m_SMServiceCSChange(captureSpeed);
 }
 
 bool CContentsRecognitionAPI::SMServiceResChange(int resolution) {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_ERROR, "SMServiceResChange", "SMServiceResChange(%d) called\n", resolution);
     ApiLock lock;
     return m_SMServiceResChange(resolution);
 }
 
 bool CContentsRecognitionAPI::SMServiceSetResolutionWH(int orientation, int width, int height) {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_ERROR, "SMServiceSetResolutionWH", "SMServiceSetResolution called %d, (%d x %d)\n",
             orientation, width, height);
     ApiLock lock;
@@ -722,6 +784,7 @@ void LogLogoResult(const char* function, const char* format, bool succeeded) {
 
 template <class Call>
 bool DriveLogoDetector(const LogoRequest& request, Call call) {
+    const CancellationHeldOff heldOff;
     CRI_LOG_FORMAT(DLOG_ERROR, request.function, request.called);
     ApiLock lock;
     const bool succeeded = call(VisionDataRecognitionAPI::GetInstance());
@@ -767,6 +830,7 @@ bool CContentsRecognitionAPI::m_SM_LIDServiceChange(int captureType) {
 
 bool CContentsRecognitionAPI::SM_CADServiceStart(ContentAreaCallback callback, void* userData,
                                                  int captureType) {
+    const CancellationHeldOff heldOff;
     CRI_LOG_FORMAT(DLOG_ERROR, kBothStart.function, kBothStart.called, captureType);
     const Start start = StartDetector(kBothStart, sm_cad_cb, callback, userData, captureType);
     if (start == Start::kNotAttached) return false;
@@ -776,6 +840,7 @@ bool CContentsRecognitionAPI::SM_CADServiceStart(ContentAreaCallback callback, v
 }
 
 bool CContentsRecognitionAPI::SM_CADServiceStop() {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_ERROR, "SM_CADServiceStop", "SM_CADServiceStop called\n");
     const bool answered = StopDetector(CONTENTS_RECOGNITION_EVENT_SM_CAD_STATUS, sm_cad_cb,
                                        [] { return m_SMServiceStop("SM_CADServiceStop"); });
@@ -784,6 +849,7 @@ bool CContentsRecognitionAPI::SM_CADServiceStop() {
 }
 
 bool CContentsRecognitionAPI::SM_CADServicePause() {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_ERROR, "SM_CADServicePause", "SM_CADServicePause called\n");
     const bool answered = Locked([] { return m_SMServiceStop("SM_CADServicePause"); });
     LogLogoResult("SM_CADServicePause", kLogoPause.result, m_SM_LIDServicePause());
@@ -791,6 +857,7 @@ bool CContentsRecognitionAPI::SM_CADServicePause() {
 }
 
 bool CContentsRecognitionAPI::SM_CADServiceResume(int captureType) {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_ERROR, "SM_CADServiceResume", "SM_CADServiceResume(%d) called\n", captureType);
     const bool answered =
         Locked([=] { return m_SMServiceStart("SM_CADServiceResume", captureType); });
@@ -799,6 +866,7 @@ bool CContentsRecognitionAPI::SM_CADServiceResume(int captureType) {
 }
 
 bool CContentsRecognitionAPI::SMServiceChange(int captureType) {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_ERROR, "SMServiceChange", "SMServiceChange(%d) called\n", captureType);
     const bool answered = Locked([=] { return m_SMServiceChange(captureType); });
     LogLogoResult("SMServiceChange", CRI_FORMAT("VisionDataRecognitionAPI change result : %s\n\n"),
@@ -816,6 +884,7 @@ ContentsUIDetectionAPI* const g_pcudapi = ContentsUIDetectionAPI::GetInstance();
 }  // namespace
 
 bool CContentsRecognitionAPI::CUDSRegist(void* userData) {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_ERROR, "CUDSRegist", "Called CUDSRegist()\n");
     ApiLock lock;
     g_pcudapi->Initialize();
@@ -823,6 +892,7 @@ bool CContentsRecognitionAPI::CUDSRegist(void* userData) {
 }
 
 bool CContentsRecognitionAPI::CUDSDeRegist(void*) {
+    const CancellationHeldOff heldOff;
     CRI_LOG(DLOG_ERROR, "CUDSDeRegist", "Called CUDSDeRegist()\n");
     ApiLock lock;
     g_pcudapi->Finalize();
@@ -831,19 +901,26 @@ bool CContentsRecognitionAPI::CUDSDeRegist(void*) {
 
 bool CContentsRecognitionAPI::SubscribeCUDSEvent(CONTENTS_RECOGNITION_EVENTS event,
                                                  void* userData) {
-    if (!CanSubscribe("SubscribeCUDSEvent")) return false;
-    if (event != CONTENTS_RECOGNITION_EVENT_CUDS_STARTSTOP) {
-        CRI_LOG(DLOG_ERROR, "SubscribeCUDSEvent", "Invalid Event Type!\n");
-        return false;
-    }
-    const guint id = FillSlot(event, m_OnSignalCUDSCB);
-    Store(m_pUserData[event], userData);
-    CRI_LOG(DLOG_ERROR, "SubscribeCUDSEvent", "subscriberID=%d eventName=%s\n",
-            static_cast<int>(id), CONTENTS_RECOGNITION_EVENTS_STR[event]);
-    return true;
+    constexpr char function[] = "SubscribeCUDSEvent";
+    return Walled(false, [=] {
+        if (!CanSubscribe(function)) return false;
+        if (event != CONTENTS_RECOGNITION_EVENT_CUDS_STARTSTOP) {
+            CRI_LOG(DLOG_ERROR, function, "Invalid Event Type!\n");
+            return false;
+        }
+        const guint id = FillSlot(event, m_OnSignalCUDSCB);
+        {
+            const SlotLock slot(s_slotMutex);
+            Store(m_pUserData[event], userData);
+        }
+        CRI_LOG(DLOG_ERROR, function, "subscriberID=%d eventName=%s\n", static_cast<int>(id),
+                CONTENTS_RECOGNITION_EVENTS_STR[event]);
+        return true;
+    });
 }
 
 bool CContentsRecognitionAPI::UnsubscribeCUDSEvent(unsigned int subscriberId) {
+    const CancellationHeldOff heldOff;
     return RequestUnsubscription("UnsubscribeCUDSEvent", subscriberId);
 }
 
@@ -851,6 +928,7 @@ void CContentsRecognitionAPI::m_OnSignalCUDSCB(GDBusConnection*, const char*, co
                                                const char*, const char*, GVariant* parameters,
                                                void*) {
     constexpr char function[] = "m_OnSignalCUDSCB";
+    const CancellationHeldOff heldOff;
     int startStop = 0, hdmiPort = 0, isStb = 0, adaptiveSound = 0, multiview = 0;
     if (!Unpack(parameters, "(iiiii)", &startStop, &hdmiPort, &isStb, &adaptiveSound, &multiview))
         return;
@@ -875,6 +953,7 @@ namespace {
 /// At exit the callback map is destroyed while a main loop may still run on another thread: from
 /// then on there is nobody to report to.
 std::atomic<bool> s_reportsEnded;
+std::atomic<bool> s_reportsUsed;  ///< a subscription has begun; exit need not wait otherwise
 
 /// A thread that waits for the service may hold the lock for one call. Whatever sets the clock
 /// meanwhile, the wait is no longer.
@@ -891,7 +970,7 @@ struct ReportsEnd {
     ~ReportsEnd() {
         BlackScreenMap callbacks;  // destroyed without the lock
         s_reportsEnded = true;     // first: the lock may not come
-        if (!LockWithinACall()) return;
+        if (!s_reportsUsed || !LockWithinACall()) return;
         callbacks.swap(Api::s_BlackScreenCallbackMap);
         pthread_mutex_unlock(&g_crsApiMutex);
     }
@@ -905,12 +984,12 @@ Api::BlackScreenCallback Shared(Api::BlackScreenCallback&& callback) {
     return [owned = std::move(owned)](cri_bs_info_s info) { (*owned)(info); };
 }
 
+/// The signal is subscribed once; again only when that was refused.
 void SubscribeReports() {
-    if (Api::s_BlackScreenSubscriber != kNotSubscribed) return;
-    // The bus library would print a critical; the request for the reference says what is wrong.
-    if (g_dbus_connection_is_closed(Load(Api::m_connection))) return;
-    Api::s_BlackScreenSubscriber = cri::SubscribeServiceSignal(
-        Load(Api::m_connection), "BlackScreenInfo", Api::HandleBlackScreenInfoEvent);
+    if (Api::s_BlackScreenSubscriber != kNotSubscribed && Api::s_BlackScreenSubscriber != 0) return;
+    Api::s_BlackScreenSubscriber =
+        cri::SubscribeServiceSignal(Load(Api::m_connection), "BlackScreenInfo",
+                                    Api::HandleBlackScreenInfoEvent, cri::Lifetime::kProcess);
     CRI_LOG(DLOG_INFO, "SubscribeBlackScreenEvent", "Start Subscribe BlackScreen %u\n",
             Api::s_BlackScreenSubscriber);
 }
@@ -974,8 +1053,9 @@ int CContentsRecognitionAPI::SubscribeBlackScreenEvent(BlackScreenCallback callb
         BlackScreenMap fresh;  // made first: with the engine's reference taken, nothing may throw
         fresh.emplace(0, Shared(std::move(callback)));
         auto entry = fresh.extract(0);
+        s_reportsUsed = true;
         ApiLock lock;
-        if (!Connected("SubscribeBlackScreenEvent") || s_reportsEnded) return -1;
+        if (!CanSubscribe("SubscribeBlackScreenEvent") || s_reportsEnded) return -1;
         SubscribeReports();
         if (!TakeEngineReference()) return -1;
         const int id = s_BlackScreenCallbackId++;
@@ -1018,6 +1098,7 @@ void CContentsRecognitionAPI::HandleBlackScreenInfoEvent(GDBusConnection*, const
     constexpr char function[] = "HandleBlackScreenInfoEvent";
     int solid = 0, red = 0, green = 0, blue = 0, realBlack = 0;
     double probability = 0;
+    const CancellationHeldOff heldOff;
     if (!Unpack(parameters, "(idiiii)", &solid, &probability, &red, &green, &blue, &realBlack))
         return;
     CRI_LOG(DLOG_INFO, function,

@@ -1,11 +1,19 @@
-/// The recognition service on the bus: its proxy, calls to it and subscriptions of its signals.
+/// The recognition service on the bus: its proxy, and calls to it.
 #include "ServiceBus.h"
 
+#include <sys/eventfd.h>
+
+#include <algorithm>
 #include <atomic>
 #include <mutex>
+#include <new>
+#include <string_view>
 
 #include "AtomicWord.h"
 #include "ContentsRecognitionAPI.h"
+#include "Descriptor.h"
+#include "ServiceSignals.h"
+#include "Wall.h"
 
 namespace cri {
 namespace {
@@ -33,15 +41,57 @@ void UpdateServiceProxy(const std::unique_lock<std::mutex>& update) {
     });
 }
 
+/// Whether the proxy would keep what the signal carries until it is updated, however much that is.
+bool CarriesProperties(GDBusMessage* signal) {
+    const char* const interface = g_dbus_message_get_interface(signal);
+    return interface && std::string_view(interface) == "org.freedesktop.DBus.Properties";
+}
+
 /// Sees each message on the bus library's own thread: signals must not pile up in an application
 /// that neither calls the service nor runs a main loop.
-GDBusMessage* UpdateAtSignals(GDBusConnection*, GDBusMessage* message, gboolean incoming, void*) {
+GDBusMessage* SeeMessage(GDBusConnection*, GDBusMessage* message, gboolean incoming, void*) {
     constexpr unsigned kAtOnce = 16;
     static std::atomic<unsigned> s_signals;
-    if (incoming && g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_SIGNAL &&
-        s_signals.fetch_add(1, std::memory_order_relaxed) % kAtOnce == 0)
+    if (!incoming || g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_SIGNAL)
+        return message;
+    if (s_signals.fetch_add(1, std::memory_order_relaxed) % kAtOnce == 0 ||
+        CarriesProperties(message))
         UpdateServiceProxy(std::unique_lock(s_updateMutex, std::try_to_lock));
+    Walled([message] { WatchOverSignal(message); });
     return message;
+}
+
+/// The proxy keeps every property that the name's owner tells of, and nobody asks for one.
+void DropProperties(GDBusProxy* proxy, GVariant* changed, const char* const*, void*) {
+    GVariantIter properties;
+    g_variant_iter_init(&properties, changed);
+    const char* name = nullptr;
+    while (g_variant_iter_next(&properties, "{&sv}", &name, nullptr))
+        g_dbus_proxy_set_cached_property(proxy, name, nullptr);
+}
+
+void KeepNoProperties(GDBusProxy* proxy) {
+    g_signal_connect(proxy, "g-properties-changed", G_CALLBACK(DropProperties), nullptr);
+    char** const names = g_dbus_proxy_get_cached_property_names(proxy);
+    for (char** name = names; name && *name; ++name)
+        g_dbus_proxy_set_cached_property(proxy, *name, nullptr);
+    g_strfreev(names);
+}
+
+std::atomic<int> s_callsUnderWay;
+
+struct CallUnderWay {
+    CallUnderWay() { ++s_callsUnderWay; }
+    ~CallUnderWay() { --s_callsUnderWay; }
+    CallUnderWay(const CallUnderWay&) = delete;
+    CallUnderWay& operator=(const CallUnderWay&) = delete;
+};
+
+/// Opens one descriptor after another, each while it has those before it.
+bool OpensDescriptors(int count) {
+    if (count == 0) return true;
+    const Descriptor one(eventfd(0, EFD_CLOEXEC));
+    return one && OpensDescriptors(count - 1);
 }
 
 }  // namespace
@@ -60,7 +110,9 @@ GDBusProxy* NewServiceProxy(GDBusConnection* connection, BusError& error) {
         proxy = g_dbus_proxy_new_sync(connection, G_DBUS_PROXY_FLAGS_NONE, nullptr, kServiceName,
                                       kServicePath, kServiceName, nullptr, error.Receive());
     });
-    if (proxy) g_dbus_connection_add_filter(connection, UpdateAtSignals, nullptr, nullptr);
+    if (!proxy) return nullptr;
+    KeepNoProperties(proxy);
+    g_dbus_connection_add_filter(connection, SeeMessage, nullptr, nullptr);
     return proxy;
 }
 
@@ -69,6 +121,11 @@ ServiceCall::ServiceCall(const char* method, const char* replyType, GVariant* ar
     const std::unique_ptr<GVariant, VariantUnref> ownedArguments(arguments);
     if (!method || !g_dbus_is_member_name(method)) {
         m_error = "no method name";
+        return;
+    }
+    const CallUnderWay underWay;
+    if (!DescriptorsFree(kDescriptorsToCall)) {
+        m_error = kNoDescriptor;
         return;
     }
     UpdateServiceProxy(std::unique_lock(s_updateMutex));
@@ -97,13 +154,15 @@ const char* ServiceCall::Text() const {
     return text;
 }
 
-guint SubscribeServiceSignal(GDBusConnection* connection, const char* member,
-                             GDBusSignalCallback handler) {
-    // The reserved event's member is a blank, which the bus library would refuse with a critical.
-    if (!g_dbus_is_member_name(member)) return 0;
-    return g_dbus_connection_signal_subscribe(connection, nullptr, kServiceName, member,
-                                              kServicePath, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
-                                              handler, nullptr, nullptr);
+bool DescriptorsFree(int count) {
+    // Those of the calls under way may be taken by now or not yet.
+    constexpr int kMostAtOnce = 64;
+    return OpensDescriptors(std::min(count + s_callsUnderWay, kMostAtOnce));
+}
+
+void FreeBusLocksInChild() {
+    new (&s_updateMutex) std::mutex;
+    FreeSignalLockInChild();
 }
 
 }  // namespace cri

@@ -1,4 +1,4 @@
-/// The recognition service on the bus: its proxy, calls to it, its signals and their bodies.
+/// The recognition service on the bus: its proxy, and calls to it.
 #pragma once
 
 #include <gio/gio.h>
@@ -60,18 +60,15 @@ class ServiceCall {
     std::string m_error;
 };
 
-/// Subscribes a signal of the recognition service's object, whoever sends it.
-/// @return the bus library's id; 0 when `member` is no name that a signal can have
-guint SubscribeServiceSignal(GDBusConnection* connection, const char* member,
-                             GDBusSignalCallback handler);
+/// Whether the process may open `count` descriptors more, beside those that calls under way need.
+/// Without one the bus library ends the process.
+bool DescriptorsFree(int count);
+/// More than connecting takes, and than one call or subscription does.
+constexpr int kDescriptorsToConnect = 8;
+constexpr int kDescriptorsToCall = 2;
+constexpr char kNoDescriptor[] = "no free file descriptor";
 
-/// Unpacks a signal's body. Anybody on the bus may send the signal, so a body of another type is
-/// refused: false, and the fields are untouched.
-template <class... Fields>
-bool Unpack(GVariant* body, const char* type, Fields*... fields) {
-    if (!body || !g_variant_is_of_type(body, G_VARIANT_TYPE(type))) return false;
-    g_variant_get(body, type, fields...);
-    return true;
-}
+/// In a child made by fork: nobody else of this process holds a lock of this room.
+void FreeBusLocksInChild();
 
 }  // namespace cri
