@@ -3,7 +3,12 @@
 ///
 /// What holds for every operation of CContentsRecognitionAPI:
 ///  - The first operation connects to the system bus; the connection stays until the process ends.
-///    If it breaks, the process lives on and what needs the bus fails: no second one is made.
+///    If it breaks, the process lives on and what needs the bus fails: no second one is made. A
+///    subscription is refused then (id 0), and the rest of its operation is done all the same.
+///  - Connecting needs some free file descriptors, and each call and subscription one. Without them
+///    the operation fails and says so in the log; the next one tries again.
+///  - In a child that was forked without exec from a process that had connected, what needs the bus
+///    fails at once, as without a connection: the bus library does not work there.
 ///  - Every call to the service blocks its caller for up to 2000 ms. Connecting, once per process,
 ///    waits for the bus library: a service that owns its name and does not even answer for its
 ///    properties delays it by that library's own limit of 25 s.
@@ -12,10 +17,12 @@
 ///    operation waits until those of other threads are done.
 ///  - Signals reach their callbacks on the thread that iterates the GLib main context that was the
 ///    thread-default one of the subscribing thread. The library runs no main loop: without one of
-///    the application's, no callback comes. No lock of the library is held while a callback runs.
-///  - Nothing throws. What a callback throws is dropped.
-///  - A signal whose body is not of the expected type is dropped. A reply of another type counts as
-///    a failure where an operation reads it.
+///    the application's, no callback comes. Signals wait then; after 5 s a line in the log says so,
+///    once a process. No lock of the library is held while a callback runs.
+///  - Nothing throws. What a callback throws is dropped. A thread that is cancelled inside an
+///    operation is cancelled after it, or in a callback that the operation calls.
+///  - A signal whose body is not of the expected type, or whose event is none of 1 to 11, is
+///    dropped. A reply of another type counts as a failure where an operation reads it.
 #ifndef CONTENTS_RECOGNITION_API_H
 #define CONTENTS_RECOGNITION_API_H
 
@@ -163,7 +170,7 @@ class CRI_API CContentsRecognitionAPI {
     /// Subscribing an event again replaces its callback and its user data, for every live
     /// subscription of it: without an end of the first, each signal is delivered twice. A signal
     /// that another thread is dispatching during the change goes to the old callback with the old
-    /// user data, to the new with the new, or to neither.
+    /// user data, or to the new with the new.
     /// @param event     CONTENTS_RECOGNITION_EVENT_LINEAR_CHANNEL (1) to
     ///                  CONTENTS_RECOGNITION_EVENT_CUDS_STARTSTOP (11). 8, 9 and 11 are for the
     ///                  operations that start them: subscribed here they deliver nothing, and take
@@ -171,25 +178,26 @@ class CRI_API CContentsRecognitionAPI {
     /// @param callback  replaces the earlier one, and stays after UnsubscribeEvent; with null,
     ///                  signals of the event are dropped
     /// @param userData  handed back unchanged; not owned
-    /// @return the subscription id for UnsubscribeEvent; 0 when the bus library refuses the
-    ///         subscription (event 7); -1 for another event, without a connection, or when the
-    ///         connection has been closed
+    /// @return the subscription id for UnsubscribeEvent; 0 when the subscription is refused (event
+    ///         7, or a connection that has closed); -1 for another event, without a connection, or
+    ///         without a free descriptor or memory
     static int SubscribeEvent(CONTENTS_RECOGNITION_EVENTS event, ChangedCallback callback,
                               void* userData);
 
     /// Ends a subscription. A signal that another thread is already dispatching may still reach the
     /// callback.
-    /// @param subscriberId  from SubscribeEvent
-    /// @return true for any id, known or not (0 asks nothing of the bus library); false without a
-    ///         connection
+    /// @param subscriberId  from SubscribeEvent, or of m_subscriberID; any other is left alone, be
+    ///                      it a subscription of the bus library that somebody else has made
+    /// @return true for any id, known or not; false without a connection
     static bool UnsubscribeEvent(unsigned int subscriberId);
 
     /// Attaches the signal of event 8 or 9 to its own handler, after ending the event's earlier
     /// subscription. The callback called is sm_vpd_cb or sm_cad_cb, which the start operations set:
     /// an application calls those. Takes no lock and is not for two threads at once.
     /// @param userData  handed back unchanged; not owned
-    /// @return true when attached; false for another event, without a connection, or when the
-    ///         connection has been closed
+    /// @return true when attached, also when the subscription is refused because the connection has
+    ///         closed; false for another event, without a connection, or without a free descriptor
+    ///         or memory
     static bool SubscribeSMEvent(CONTENTS_RECOGNITION_EVENTS event, void* userData);
 
     /// @}
@@ -200,13 +208,18 @@ class CRI_API CContentsRecognitionAPI {
     /// the engine, which runs while references are held. All callbacks come on one thread: the main
     /// context is that of the thread that made the process's first subscription, even one that the
     /// service did not confirm.
-    /// @param callback  called with each report, in ascending order of the ids; moved in, and
-    ///                  destroyed after the unsubscription, with no lock held. It may subscribe and
-    ///                  unsubscribe, itself included. A subscription removed while a report is
-    ///                  being dispatched may still get that report
+    ///
+    /// A process that has called this waits at exit for the operation that is under way on another
+    /// thread, 3 s at the most, before it destroys the callbacks that are left. Other processes do
+    /// not wait.
+    /// @param callback  called with each report, in ascending order of the ids, perhaps before this
+    ///                  returns; moved in, and destroyed after the unsubscription, with no lock
+    ///                  held. Every report calls this one object, never a copy of it. It may
+    ///                  subscribe and unsubscribe, itself included. A subscription removed while a
+    ///                  report is being dispatched may still get that report
     /// @return an id of 0 or more for UnsubscribeBlackScreenEvent, never used twice in a process;
     ///         -1 when the callback is empty (the engine is not asked then), without a connection,
-    ///         or when the service does not confirm the reference
+    ///         a free descriptor or memory, or when the service does not confirm the reference
     static int SubscribeBlackScreenEvent(BlackScreenCallback callback);
 
     /// Ends a subscription and gives its reference back.
@@ -225,7 +238,9 @@ class CRI_API CContentsRecognitionAPI {
     /// Drives the capture engine that the recognition service hosts and its two detectors. Numbers
     /// are handed to the service unchanged, in its own codes and units. Each operation is one call
     /// to the service (up to 2000 ms). A detector's callback may call any operation, its own stop
-    /// included.
+    /// included. It may run before its start returns, also when that start then fails. Stop with
+    /// the stop that matches the start: SMServiceStop leaves the logo detector of a
+    /// SM_CADServiceStart running.
     ///
     /// @return true when the service answered, whatever the answer holds; false without an answer
     ///         or without a connection
@@ -234,11 +249,13 @@ class CRI_API CContentsRecognitionAPI {
     /// Starts the content-area detector without the logo detector; see SM_CADServiceStart. A start
     /// while the detector is started ends the earlier attachment first, so that no report comes
     /// twice and one stop ends all. A report that another thread is dispatching meanwhile goes to
-    /// the old callback with the old user data, to the new with the new, or to neither. Without a
-    /// connection nothing is stored; without an answer the callback stays attached until the stop.
+    /// the old callback with the old user data, or to the new with the new. Reports that wait in
+    /// the main context are lost when it is the thread that iterates it which starts anew. Without
+    /// a connection nothing is stored; without an answer the callback stays attached until the
+    /// stop.
     /// @param callback     called with each report; with null, reports are dropped
     /// @param userData     handed back unchanged; not owned
-    /// @param captureType  the service's capture type
+    /// @param captureType  the service's capture type, handed on unchanged
     static bool SMServiceStart(ContentAreaCallback callback, void* userData, int captureType);
     /// Stops the content-area detector and detaches its callback, also when the service does not
     /// answer. When another thread has started the detector anew meanwhile, that start stays
@@ -246,9 +263,11 @@ class CRI_API CContentsRecognitionAPI {
     /// callback when the stop returns on another thread; no later one reaches it.
     static bool SMServiceStop();
     /// The same two for the video-play detector, which reports a status.
+    /// @param captureType  the service's capture type, handed on unchanged
     static bool SM_VPDServiceStart(VideoPlayCallback callback, void* userData, int captureType);
     static bool SM_VPDServiceStop();
     /// Suspends and continues the video-play detector; its callback stays attached.
+    /// @param captureType  the service's capture type, handed on unchanged
     static bool SM_VPDServicePause();
     static bool SM_VPDServiceResume(int captureType);
     /// Sets the capture speed.
@@ -281,25 +300,33 @@ class CRI_API CContentsRecognitionAPI {
     /// takes the lock anew: another thread's operation may run between them. A start or a resume
     /// that finds the logo detector's channel unconnected waits up to 2000 ms more, for it to be
     /// watched. A stop or a pause deletes the busy marker, with a shell command and a sync of the
-    /// file systems.
+    /// file systems, for which other operations wait however long they take.
     ///
     /// @return true when the recognition service answered, whatever the answer holds; false without
     ///         an answer or a connection
     /// @{
 
-    /// Starts both; parameters as for SMServiceStart. Without a connection neither half runs.
+    /// Starts both. Without a connection neither half runs. A second start with another capture
+    /// type leaves the logo detector as it was, which is started already: use SMServiceChange.
+    /// @param callback     as for SMServiceStart
+    /// @param userData     as for SMServiceStart
+    /// @param captureType  the service's capture type, for both; what the logo detector makes of it
+    ///                     is said at VisionDataRecognitionAPI::StartAnalyze
     static bool SM_CADServiceStart(ContentAreaCallback callback, void* userData, int captureType);
     /// Stops both, and detaches the callback as SMServiceStop does.
     static bool SM_CADServiceStop();
     /// Suspends and continues both; the callback stays attached.
+    /// @param captureType  as for SM_CADServiceStart
     static bool SM_CADServicePause();
     static bool SM_CADServiceResume(int captureType);
-    /// Changes the capture type of both.
+    /// Changes the capture type of both; of the logo detector only while it is started.
+    /// @param captureType  as for SM_CADServiceStart
     static bool SMServiceChange(int captureType);
 
     /// The logo-detector half of each, which takes the lock itself. The result is that of
     /// VisionDataRecognitionAPI's operation.
-    /// @param userData  not used
+    /// @param userData     not used
+    /// @param captureType  as for SM_CADServiceStart
     static bool m_SM_LIDServiceStart(void* userData, int captureType);
     static bool m_SM_LIDServiceStop();
     static bool m_SM_LIDServicePause();
@@ -317,13 +344,16 @@ class CRI_API CContentsRecognitionAPI {
 
     /// Connects the UI-detection channel (up to 2 s) and subscribes the start/stop signal. Each
     /// registration makes a subscription of its own; CUDSDeRegist ends the newest, and earlier ones
-    /// stay.
+    /// stay. Connecting empties both message files, which all processes of the set share: a request
+    /// or a result of somebody else's that is still in them is lost.
     /// @param userData  kept and not used
-    /// @return true when subscribed, also when the channel could not be connected; false without a
-    ///         connection to the bus, or when it has been closed: the channel stays connected then
+    /// @return true when subscribed, also when the channel could not be connected, or when the
+    ///         subscription is refused because the bus connection has closed; false without a
+    ///         connection to the bus, a free descriptor or memory: the channel stays connected then
     static bool CUDSRegist(void* userData);
     /// Disconnects the channel, waiting at most 2 s for a callback that is running, and ends the
-    /// newest subscription. Other operations wait meanwhile.
+    /// newest subscription. Other operations wait meanwhile. There is one channel a process: no
+    /// subscriber of ContentsUIDetectionAPI hears anything until it is connected again.
     /// @param userData  not used
     /// @return true; false without a connection to the bus: the channel is disconnected all the
     ///         same
@@ -333,7 +363,7 @@ class CRI_API CContentsRecognitionAPI {
     /// are those of the two.
     /// @param event         CONTENTS_RECOGNITION_EVENT_CUDS_STARTSTOP; false for any other
     /// @param userData      kept and not used
-    /// @param subscriberId  the bus subscription to end; true for any id, known or not
+    /// @param subscriberId  as for UnsubscribeEvent; true for any id, known or not
     static bool SubscribeCUDSEvent(CONTENTS_RECOGNITION_EVENTS event, void* userData);
     static bool UnsubscribeCUDSEvent(unsigned int subscriberId);
 

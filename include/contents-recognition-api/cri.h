@@ -10,9 +10,13 @@
 ///  - Callbacks come on the thread that iterates a GLib main context: for a detector, the
 ///    thread-default one of the thread that started it; for black-screen reports, that of the
 ///    thread that made the first subscription of the process. The library runs no main loop:
-///    without one of the application's, no callback comes.
+///    without one of the application's, no callback comes; after 5 s a line in the log says so. A
+///    callback may run before the function that asked for it returns, also when that then fails.
 ///  - No lock of the library is held while a callback runs. What one written in C++ throws is
-///    dropped.
+///    dropped. A thread that is cancelled inside a function is cancelled after it, or in a
+///    callback.
+///  - Without a free file descriptor, and in a child that was forked without exec from a process
+///    that had connected, a function that asks the service fails.
 ///  - Numbers that mean something to the service (capture type, capture speed, resolution code,
 ///    orientation, width and height) are handed on unchanged, in the service's own units.
 #ifndef CONTENTS_RECOGNITION_API_CRI_H
@@ -53,7 +57,8 @@ typedef void (*cri_sm_vpd_cb)(SM_VPD_STATUS status, void* user_data);
 
 /// Subscribes to black-screen reports; each subscription holds one reference on the service's
 /// engine, which runs while references are held.
-/// @param id         receives the id for cri_remove_blackscreen_event_cb; written on success only
+/// @param id         receives the id for cri_remove_blackscreen_event_cb; written on success only,
+///                   perhaps after the first report has come
 /// @param callback   called with each report, in ascending order of the ids
 /// @param user_data  handed back unchanged; not owned; may be null
 /// @return CRI_ERROR_NONE; CRI_ERROR_INVALID_PARAMETER when `id` or `callback` is null;
@@ -103,10 +108,11 @@ CRI_API bool cri_bs_info_get_is_real_black(cri_bs_info_h info);
  * is only logged. */
 
 /// Starts both detectors; without a connection, neither. A start while started replaces the
-/// callback.
+/// callback, and loses reports that wait for the calling thread's own loop; with another capture
+/// type it leaves the logo detector as it was: use cri_sm_service_change.
 /// @param callback      called with each content-area report until the stop
 /// @param user_data     handed back unchanged; not owned; may be null
-/// @param capture_type  the service's capture type
+/// @param capture_type  the service's capture type, handed on unchanged
 /// @return also CRI_ERROR_INVALID_PARAMETER when `callback` is null. After
 ///         CRI_ERROR_OPERATION_FAILED the callback may be attached all the same: stop to be sure
 CRI_API int cri_sm_cad_service_start(cri_sm_cad_cb callback, void* user_data, int capture_type);
@@ -117,8 +123,10 @@ CRI_API int cri_sm_cad_service_stop(void);
 /// Suspends both detectors; the callback stays attached.
 CRI_API int cri_sm_cad_service_pause(void);
 /// Continues both detectors.
+/// @param capture_type  as for cri_sm_cad_service_start
 CRI_API int cri_sm_cad_service_resume(int capture_type);
 /// Changes the capture type of both running detectors.
+/// @param capture_type  as for cri_sm_cad_service_start
 CRI_API int cri_sm_service_change(int capture_type);
 
 /* ---- Video-play detector ----
@@ -134,6 +142,7 @@ CRI_API int cri_sm_vpd_service_stop(void);
 /// Suspends the detector; the callback stays attached.
 CRI_API int cri_sm_vpd_service_pause(void);
 /// Continues the detector.
+/// @param capture_type  the service's capture type, handed on unchanged
 CRI_API int cri_sm_vpd_service_resume(int capture_type);
 
 /* ---- Capture settings ----
