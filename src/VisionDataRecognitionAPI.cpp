@@ -58,8 +58,6 @@ std::mutex s_controlMutex;
 
 }  // namespace
 
-VisionDataRecognitionAPI VisionDataRecognitionAPI::s_Instance;
-
 VisionDataRecognitionAPI::VisionDataRecognitionAPI() : m_state(SharedState()) {}
 
 VisionDataRecognitionAPI::~VisionDataRecognitionAPI() {

@@ -9,8 +9,6 @@
 #include <new>
 #include <string_view>
 
-#include "AtomicWord.h"
-#include "ContentsRecognitionAPI.h"
 #include "Descriptor.h"
 #include "ServiceSignals.h"
 #include "Wall.h"
@@ -34,7 +32,7 @@ void WithProxyContext(Body body) {
 void UpdateServiceProxy(const std::unique_lock<std::mutex>& update) {
     // One round handles all that is pending; a service that floods the bus must not hold us here.
     constexpr int kRounds = 8;
-    if (!update || !Load(CContentsRecognitionAPI::m_proxy)) return;
+    if (!update) return;
     WithProxyContext([] {
         for (int round = 0; round < kRounds; ++round)
             if (!g_main_context_iteration(s_proxyContext, FALSE)) break;
@@ -96,12 +94,27 @@ bool OpensDescriptors(int count) {
 
 }  // namespace
 
+GDBusConnection* GetSystemBus(BusError& error) {
+    constexpr int kDescriptorsToConnect = 8;  // more than it takes
+    if (!DescriptorsFree(kDescriptorsToConnect)) {
+        error.Set(kNoDescriptor);
+        return nullptr;
+    }
+    GDBusConnection* const connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, error.Receive());
+    // By default the bus library ends the process when the bus goes away.
+    if (connection) g_dbus_connection_set_exit_on_close(connection, FALSE);
+    return connection;
+}
+
+void ReleaseBus(GDBusConnection* connection) {
+    g_object_unref(connection);
+}
+
 GDBusProxy* NewServiceProxy(GDBusConnection* connection, BusError& error) {
     // A connection that its other users have lost is shared with us still: the bus library would
     // print a critical besides its error.
     if (g_dbus_connection_is_closed(connection)) {
-        g_set_error_literal(error.Receive(), G_IO_ERROR, G_IO_ERROR_CLOSED,
-                            "The connection is closed");
+        error.Set("The connection is closed");
         return nullptr;
     }
     if (!s_proxyContext) s_proxyContext = g_main_context_new();
@@ -116,7 +129,8 @@ GDBusProxy* NewServiceProxy(GDBusConnection* connection, BusError& error) {
     return proxy;
 }
 
-ServiceCall::ServiceCall(const char* method, const char* replyType, GVariant* arguments) {
+ServiceCall::ServiceCall(GDBusProxy* proxy, const char* method, const char* replyType,
+                         GVariant* arguments) {
     if (arguments) g_variant_ref_sink(arguments);
     const std::unique_ptr<GVariant, VariantUnref> ownedArguments(arguments);
     if (!method || !g_dbus_is_member_name(method)) {
@@ -130,9 +144,8 @@ ServiceCall::ServiceCall(const char* method, const char* replyType, GVariant* ar
     }
     UpdateServiceProxy(std::unique_lock(s_updateMutex));
     BusError error;
-    m_reply.reset(g_dbus_proxy_call_sync(Load(CContentsRecognitionAPI::m_proxy), method, arguments,
-                                         G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMillis, nullptr,
-                                         error.Receive()));
+    m_reply.reset(g_dbus_proxy_call_sync(proxy, method, arguments, G_DBUS_CALL_FLAGS_NONE,
+                                         kCallTimeoutMillis, nullptr, error.Receive()));
     if (!m_reply) {
         m_error = error.Message();
     } else if (replyType && !g_variant_is_of_type(m_reply.get(), G_VARIANT_TYPE(replyType))) {
@@ -152,6 +165,10 @@ const char* ServiceCall::Text() const {
     const char* text = "";
     g_variant_get_child(m_reply.get(), 0, "&s", &text);
     return text;
+}
+
+int ServiceCall::Code() const {
+    return g_variant_is_of_type(m_reply.get(), G_VARIANT_TYPE("(i)")) ? Int() : 0;
 }
 
 bool DescriptorsFree(int count) {
