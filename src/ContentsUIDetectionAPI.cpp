@@ -147,7 +147,7 @@ void _CUDS_Client_Result(std::string payload) {
     constexpr char function[] = "_CUDS_Client_Result";
     CRI_LOG(DLOG_ERROR, function, "_CUDS_Client_Result called! from service : %s\n",
             payload.c_str());
-    const cri::JsonDocument document(std::move(payload));
+    const cri::JsonDocument document(payload);
     const Json::Value* const root = document.Parsed() ? &document.Root() : nullptr;
     const Json::Value* const result = Member(root, "result");
     if (cri::ReadText(Member(root, "type")) == "ContentsUIdetection" && result &&

@@ -9,6 +9,7 @@
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
+#include "JsonTools.h"
 #include "Log.h"
 #include "Wall.h"
 
@@ -106,6 +107,7 @@ void FileChannel::Watch() {
         return;
     }
     if (!WatchResultFile(inotify)) return;
+    const JsonTools tools;  // kept for all the documents that the thread reads
     self->SetReady();
     while (self->Running() && HandleBatch(inotify, *self)) {
     }
@@ -161,6 +163,7 @@ int FileChannel::Process() {
                         "make real path error path : %s / real_path : null\n", path);
         return kChannelFailed;
     }
+    const JsonTools tools;  // kept for all the documents of the file
     LineReader lines(file.Get(), m_face.lineLimit);
     Walled([&] { ReadRecords(lines); });
     return kChannelDone;

@@ -6,43 +6,26 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace cri {
 
 /// Parses one document with jsoncpp's default settings.
 ///
-/// jsoncpp reads real numbers through the host's global locale: where that has a decimal comma,
-/// 0.93 would be 0. So reals are taken out of the text before the parsing and put into the values
-/// after it.
+/// jsoncpp reads a real number through a stream, which follows the host's global C++ locale: where
+/// that has a decimal comma, 0.93 is no number. So each real's decimal point is written into its
+/// exponent first, 0.93 as 093e-2, which is the same number in every locale.
 class JsonDocument {
   public:
-    /// @param text  one document; what follows it is ignored
-    explicit JsonDocument(std::string text);
+    /// @param text  one document; what follows it is ignored. Read in the constructor only
+    explicit JsonDocument(std::string_view text);
 
     /// Whether the text was a document. One that is nested deeper than jsoncpp goes is none.
     bool Parsed() const { return m_parsed; }
     const Json::Value& Root() const { return m_root; }
 
   private:
-    struct Real {
-        std::size_t offset;  ///< as jsoncpp counts
-        double value;
-    };
-
-    void TakeRealsOut();
-    std::size_t SkipString(std::size_t position) const;
-    std::size_t SkipComment(std::size_t position) const;
-    std::size_t SkipDigits(std::size_t position) const;
-    bool Among(std::string_view characters, std::size_t position) const;
-    std::size_t TakeNumber(std::size_t start);
-    void PutRealsBack(Json::Value& value) const;
-
-    std::string m_text;
-    std::size_t m_origin = 0;   ///< where jsoncpp counts from
-    std::vector<Real> m_reals;  ///< by ascending offset
     Json::Value m_root;
-    bool m_parsed = false;
+    const bool m_parsed;
 };
 
 /// The member of an object; null when it is missing or `parent` is null or no object.

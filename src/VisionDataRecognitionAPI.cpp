@@ -16,13 +16,13 @@
 
 #include <atomic>
 #include <mutex>
-#include <sstream>
 
 #include "AtomicWord.h"
 #include "Descriptor.h"
 #include "FileChannel.h"
 #include "HomeDataControlAPI.h"
 #include "JsonDocument.h"
+#include "JsonTools.h"
 #include "Log.h"
 #include "NotificationThread.h"
 #include "SubscriberList.h"
@@ -281,17 +281,6 @@ bool VisionDataRecognitionAPI::Request(std::string&, const char* request) {
 
 namespace {
 
-/// As Json::writeString does with a default builder, with a writer and a stream that are kept.
-std::string Written(const Json::Value* value) {
-    if (!value) return "null";
-    static thread_local const std::unique_ptr<Json::StreamWriter> t_writer(
-        Json::StreamWriterBuilder().newStreamWriter());
-    static thread_local std::ostringstream t_text;
-    t_text.str({});
-    t_writer->write(*value, &t_text);
-    return t_text.str();
-}
-
 LogoIconInfo ReadLogoIcon(const Json::Value& element) {
     const Json::Value* const box = Member(&element, "bbox");
     return {
@@ -311,7 +300,9 @@ MOBILE_USAGE::TextRegion ReadTextRegion(const Json::Value* region) {
     constexpr char function[] = "ParseLogoIcon";
     const bool isObject = region && region->isObject();
     VDR_LOG(DLOG_INFO, function, "[TEXT_ROI_API] 1 %d\n", isObject ? 1 : 0);
-    VDR_LOG(DLOG_INFO, function, "[TEXT_ROI_API] 2 %s\n", Written(region).c_str());
+    const cri::JsonTools tools;
+    VDR_LOG(DLOG_INFO, function, "[TEXT_ROI_API] 2 %s\n",
+            region ? tools.Written(*region).c_str() : "null");
     if (!isObject) {
         VDR_LOG(DLOG_INFO, function, "[TEXT_ROI] is null\n");
         return {};
@@ -365,7 +356,7 @@ void _VDRS_Client_LD(std::string payload) {
     constexpr char function[] = "_VDRS_Client_LD";
     VDR_LOG(DLOG_ERROR, function, "_VDRS_Client_LD called! from service : %s\n", payload.c_str());
     VDR_LOG(DLOG_INFO, function, "from service : %s\n", payload.c_str());
-    const cri::JsonDocument document(std::move(payload));
+    const cri::JsonDocument document(payload);
     const Json::Value* const root = document.Parsed() ? &document.Root() : nullptr;
     const Json::Value* const type = Member(root, "type");
     if (!type || !type->isString() || cri::ReadText(type) != "AnalyzeResult") {

@@ -310,12 +310,15 @@ TEST_F(VisionDataDocument, ReadsNumbersTheSameWhateverTheHostsLocale) {
     EXPECT_EQ(ReadIcon(R"({"score":2E+2})").score, 200.0F);
     EXPECT_EQ(ReadIcon(R"({"score":1e-999})").score, 0.0F);
     EXPECT_EQ(ReadAnalysis(R"({"AppName":"1.5, \"2.5\" -3.5"})").AppName, "1.5, \"2.5\" -3.5");
-    for (const char* score : {"1.5.5", "0-1.9", "1.5e5e5", "1.e", "1e999", "0x1.8"})
+    EXPECT_EQ(ReadIcon(R"({"score":-.5})").score, -0.5F);
+    EXPECT_EQ(ReadIcon(R"({"score":12.50e-1})").score, 1.25F);
+    EXPECT_EQ(ReadIcon(R"({"score":0.5e-99999999999999999999})").score, 0.0F);
+    for (const char* score : {"1.5.5", "0-1.9", "1.5e5e5", "1.e", "1.5e+-3", "1e999", "0x1.8"})
         EXPECT_THAT(Read(R"({"type":"AnalyzeResult","score":)" + std::string(score) + "}"),
                     testing::IsEmpty());
-    EXPECT_EQ(CountLogLines("Unknown Data\n"), 6U);
-    ReadAnalysis(R"({"text_roi":{"left":1.5}})");
-    EXPECT_EQ(CountLogLines("[TEXT_ROI_API] 2 {\n\t\"left\" : 1.5\n}\n"), 1U);
+    EXPECT_EQ(CountLogLines("Unknown Data\n"), 7U);
+    ReadAnalysis(R"({"text_roi":{"left":1.5/* 1.5 */}})");
+    EXPECT_EQ(CountLogLines("[TEXT_ROI_API] 2 {\n\t\"left\" : 1.5 /* 1.5 */\n}\n"), 1U);
 }
 
 }  // namespace
