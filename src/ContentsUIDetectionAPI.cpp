@@ -166,8 +166,9 @@ CUDASubscriptionHandle ContentsUIDetectionAPI::Subscribe(
     std::function<void(const Record&)>&& callback) {
     Initialize();
     return Walled(CUDASubscriptionHandle(), [&] {
-        const auto id = subscribers.Add(std::move(callback), m_state.m_lastId);
+        const auto id = ++m_state.m_lastId;
         CRI_LOG(DLOG_DEBUG, function, "Subscribe (%llu)\n", id);
+        subscribers.Add(id, std::move(callback));
         CUDSRegisterDetectionResultCallback(_CUDS_Client_Result);
         return CUDASubscriptionHandle(id, this);
     });

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -17,8 +18,8 @@ namespace cri {
 /// no lock is held while a callback is called, copied or destroyed.
 ///
 /// A delivery walks the list as it stands when the delivery starts, but calls nobody who has been
-/// removed by the time his turn comes. The list is copied only when it is changed while it is being
-/// walked.
+/// removed by the time his turn comes. Nothing is taken out of a list that is being walked: he who
+/// is removed is marked, which needs no memory, and goes with the last who walks it.
 template <class Record>
 class SubscriberList {
   public:
@@ -28,15 +29,14 @@ class SubscriberList {
     /// @param channel  owner of the notification threads that deliver; lives as long as the process
     explicit SubscriberList(const void* channel) : m_channel(channel) {}
 
-    /// @param lastId  the last id handed out, from a counter that several lists may share
-    /// @return the new subscriber's id
-    Id Add(Callback&& callback, std::atomic<Id>& lastId) {
-        auto entry = std::make_shared<Entry>(std::move(callback));
+    /// @param id  was never given before; those of other threads may come before smaller ones
+    void Add(Id id, Callback&& callback) {
+        auto entry = std::make_shared<Entry>(id, std::move(callback));
         const std::lock_guard<std::mutex> lock(m_mutex);
-        PrepareChange();
-        const Id id = entry->id = ++lastId;
-        m_entries->push_back(std::move(entry));
-        return id;
+        if (m_walkers > 0) CopyList();
+        auto place = m_entries->end();
+        while (place != m_entries->begin() && (*std::prev(place))->id > id) --place;
+        m_entries->insert(place, std::move(entry));
     }
 
     /// @return false when there is no such subscriber
@@ -44,21 +44,24 @@ class SubscriberList {
         std::shared_ptr<Entry> removed;  // destroyed without the lock
         const std::lock_guard<std::mutex> lock(m_mutex);
         const auto found = Find(id);
-        if (found == m_entries->size()) return false;
-        PrepareChange();
-        removed = std::move((*m_entries)[found]);
-        removed->live.store(false, std::memory_order_release);
-        m_entries->erase(m_entries->begin() + static_cast<std::ptrdiff_t>(found));
+        if (found == m_entries->end() || !(*found)->End()) return false;
+        if (m_walkers > 0) {
+            m_ended = true;
+            return true;
+        }
+        removed = std::move(*found);
+        m_entries->erase(found);
         return true;
     }
 
     /// Removes everybody.
     void Clear() {
-        auto removed = std::make_shared<Entries>();
+        std::shared_ptr<Entries> removed;  // destroyed without the lock
         const std::lock_guard<std::mutex> lock(m_mutex);
-        for (const auto& entry : *m_entries) entry->live.store(false, std::memory_order_release);
-        m_entries.swap(removed);
-        m_walkers = 0;
+        for (const auto& entry : *m_entries) entry->End();
+        removed = m_entries;
+        m_ended = true;
+        CopyList();
     }
 
     /// Calls everybody with `record`, on the calling thread. A notification thread of the channel
@@ -69,7 +72,7 @@ class SubscriberList {
         const HostTurn turn;
         for (const auto& entry : *walk.entries) {
             if (thread && !thread->Running()) return;
-            if (!entry->live.load(std::memory_order_acquire) || !entry->callback) continue;
+            if (!entry->Live() || !entry->callback) continue;
             CatchAll(0, [&] {
                 entry->callback(record);
                 return 0;
@@ -79,9 +82,13 @@ class SubscriberList {
 
   private:
     struct Entry {
-        explicit Entry(Callback&& given) : callback(std::move(given)) {}
+        Entry(Id given, Callback&& call) : id(given), callback(std::move(call)) {}
+        bool Live() const { return live.load(std::memory_order_acquire); }
+        /// @return false when it was ended before
+        bool End() { return live.exchange(false, std::memory_order_release); }
+
+        const Id id;
         const Callback callback;
-        Id id = 0;
         std::atomic<bool> live{true};
     };
     using Entries = std::vector<std::shared_ptr<Entry>>;
@@ -95,7 +102,7 @@ class SubscriberList {
         }
         ~Walk() {
             const std::lock_guard<std::mutex> lock(list.m_mutex);
-            if (entries == list.m_entries) --list.m_walkers;
+            if (entries == list.m_entries && --list.m_walkers == 0 && list.m_ended) list.Sweep();
         }
         Walk(const Walk&) = delete;
         Walk& operator=(const Walk&) = delete;
@@ -104,25 +111,37 @@ class SubscriberList {
         std::shared_ptr<const Entries> entries;  // released after the lock is
     };
 
-    /// Leaves the list that is being walked to those who walk it.
-    void PrepareChange() {
-        if (m_walkers == 0) return;
-        m_entries = std::make_shared<Entries>(*m_entries);
+    /// Leaves the list to those who walk it, and goes on with a copy of who is still there.
+    void CopyList() {
+        auto live = std::make_shared<Entries>();
+        live->reserve(m_entries->size() + 1);
+        for (const auto& entry : *m_entries)
+            if (entry->Live()) live->push_back(entry);
+        m_entries = std::move(live);
         m_walkers = 0;
+        m_ended = false;
     }
 
-    std::size_t Find(Id id) const {
+    /// Without memory for it, the next one does it.
+    void Sweep() {
+        CatchAll(0, [this] {
+            CopyList();
+            return 0;
+        });
+    }
+
+    typename Entries::iterator Find(Id id) {
         const auto place =
             std::lower_bound(m_entries->begin(), m_entries->end(), id,
                              [](const auto& entry, Id wanted) { return entry->id < wanted; });
-        const bool found = place != m_entries->end() && (*place)->id == id;
-        return found ? static_cast<std::size_t>(place - m_entries->begin()) : m_entries->size();
+        return place != m_entries->end() && (*place)->id == id ? place : m_entries->end();
     }
 
     const void* const m_channel;
     std::mutex m_mutex;
     std::shared_ptr<Entries> m_entries = std::make_shared<Entries>();  ///< by ascending id
-    int m_walkers = 0;  ///< deliveries that walk m_entries itself
+    int m_walkers = 0;     ///< deliveries that walk m_entries itself
+    bool m_ended = false;  ///< whether somebody in it was removed meanwhile
 };
 
 }  // namespace cri

@@ -381,8 +381,9 @@ SubscriptionHandle VisionDataRecognitionAPI::SubscribeLogoIconInfo(LogoIconCallb
     VDR_LOG(DLOG_INFO, function, "SubscribeLogoIconInfo Enter\n");
     Initialize();
     return Walled(SubscriptionHandle(), [&] {
-        const auto id = m_state.m_subscribers.Add(std::move(callback), m_state.m_lastId);
+        const auto id = ++m_state.m_lastId;
         VDR_LOG(DLOG_INFO, function, "Subscribe (%llu)\n", id);
+        m_state.m_subscribers.Add(id, std::move(callback));
         VDRS_Register_LD_Callback(_VDRS_Client_LD);
         return SubscriptionHandle(id, this);
     });

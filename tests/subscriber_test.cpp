@@ -1,11 +1,16 @@
 /// Subscribers of all three kinds of result: ids, order, changes from inside callbacks, hostile
 /// callbacks.
+#include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <stdlib.h>
+#include <string.h>
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
@@ -19,6 +24,30 @@ namespace {
 using namespace cri_test;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
+
+/// Whether the library gets no memory on this thread.
+thread_local bool t_noMemory = false;
+
+bool IsTheLibrary(const void* caller) {
+    Dl_info info;
+    return dladdr(caller, &info) && strstr(info.dli_fname, "/libcontents-recognition-api.");
+}
+
+}  // namespace
+
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    const bool refused = t_noMemory && IsTheLibrary(__builtin_return_address(0));
+    void* const memory = refused ? nullptr : malloc(size);
+    return memory ? memory : throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+    free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
+    free(memory);
+}
+
+namespace {
 
 /// One kind of subscription behind a face that all three have.
 struct Kind {
@@ -142,6 +171,27 @@ TEST_P(SubscriberTest, LetsCallbacksChangeTheListWhileItIsWalked) {
     EXPECT_THAT(m_called, ElementsAre(1, 3, 3, 4));
 }
 
+TEST_P(SubscriberTest, EndsSubscriptionsWithoutMemoryAndMakesNone) {
+    const auto held = std::make_shared<int>();
+    unsigned long long self = 0, next = 0;
+    self = m_kind.add([&, held] {
+        Note(1)();
+        t_noMemory = true;
+        EXPECT_TRUE(m_kind.remove(self));
+        EXPECT_TRUE(m_kind.remove(next));
+        EXPECT_FALSE(m_kind.remove(next));
+    });
+    next = m_kind.add([this, held] { Note(2)(); });
+    m_kind.deliver();
+    EXPECT_EQ(m_kind.add(Note(3)), 0U);
+    EXPECT_EQ(CountLogLines("Subscribe (3)\n"), 1U);
+    t_noMemory = false;
+    EXPECT_EQ(m_kind.add(Note(4)), 4U);
+    m_kind.deliver();
+    EXPECT_THAT(m_called, ElementsAre(1, 4));
+    EXPECT_EQ(held.use_count(), 1);
+}
+
 TEST_P(SubscriberTest, DeliversPastCallbacksThatThrowOrAreEmpty) {
     m_kind.add([] { throw std::runtime_error("from the application"); });
     m_kind.add([] { throw 7; });
@@ -185,6 +235,22 @@ TEST_P(SubscriberTest, KeepsEveryoneInStepWhileManyThreadsComeAndGo) {
     going = false;
     for (auto& guest : guests) guest.join();
     EXPECT_EQ(steady, kDeliveries);
+}
+
+TEST_P(SubscriberTest, CallsInTheOrderOfIdsAlsoThoseOfManyThreads) {
+    std::vector<unsigned long long> called;
+    std::vector<std::thread> guests;
+    for (int i = 0; i < 4; ++i)
+        guests.emplace_back([&] {
+            for (int j = 0; j < 100; ++j) {
+                const auto id = std::make_shared<unsigned long long>();
+                *id = m_kind.add([&called, id] { called.push_back(*id); });
+            }
+        });
+    for (auto& guest : guests) guest.join();
+    m_kind.deliver();
+    EXPECT_EQ(called.size(), 400U);
+    EXPECT_TRUE(std::is_sorted(called.begin(), called.end()));
 }
 
 TEST_P(SubscriberTest, StopsInTheMiddleWhenItsThreadIsRetired) {

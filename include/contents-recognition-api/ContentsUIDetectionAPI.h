@@ -96,15 +96,19 @@ class CRI_API ContentsUIDetectionAPI {
     /// Subscribes to the lists of detected elements, or to the picture-in-picture states. Each
     /// result of the service brings one list (which may be empty) and then one state. Connects the
     /// channel first, which may take up to 2 s.
-    /// @param callback  moved in; lives until the subscription ends and a call of it that is
-    ///                  running is over. What it is given is valid during the call only
+    /// @param callback  moved in, and destroyed when the subscription has ended and no result is
+    ///                  being handed out any more, or later when memory is short; on whichever
+    ///                  thread comes last. What it is given is valid during the
+    ///                  call only
     /// @return the handle, valid also when the channel could not be connected; its id is unique
-    ///         over both kinds. When memory runs out, a handle that is not valid
+    ///         over both kinds. When memory runs out, a handle that is not valid: nothing is
+    ///         subscribed then
     CUDASubscriptionHandle SubscribeDetectedCallback(DetectedCallback callback);
     CUDASubscriptionHandle SubscribePipModeCallback(PipModeCallback callback);
 
     /// Ends a subscription of either kind; a valid handle of this object is no longer valid
-    /// afterwards. A callback that is running on another thread is not waited for.
+    /// afterwards. A call of its callback that another thread is in, or about to begin, is not
+    /// waited for; no other follows. Needs no memory.
     /// @return true when a subscription was removed; false for a handle that is not valid or is
     ///         another object's, or when another copy of it has ended the subscription
     bool Unsubscribe(CUDASubscriptionHandle& handle);

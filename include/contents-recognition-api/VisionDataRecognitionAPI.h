@@ -130,15 +130,19 @@ class CRI_API VisionDataRecognitionAPI {
     /// their ids, with no lock of the library held. They may call any operation: one that is ended
     /// before its turn is not called, one that is added is called from the next result on. What
     /// they throw is dropped; an empty one is skipped.
-    /// @param callback  moved in; lives until the subscription ends and a call of it that is
-    ///                  running is over. The record that it is given stays valid during the call,
-    ///                  and after it until the next record replaces it: copy what is to be kept
+    /// @param callback  moved in, and destroyed when the subscription has ended and no result is
+    ///                  being handed out any more, or later when memory is short; on whichever
+    ///                  thread comes last. The record that it is given stays
+    ///                  valid during the call, and after it until the next record replaces it: copy
+    ///                  what is to be kept
     /// @return the handle, valid also when the channel could not be connected; ids start at 1 and
-    ///         are never used twice. When memory runs out, a handle that is not valid
+    ///         are never used twice. When memory runs out, a handle that is not valid: nothing is
+    ///         subscribed then
     SubscriptionHandle SubscribeLogoIconInfo(LogoIconCallback callback);
 
-    /// Ends a subscription; a valid handle of this object is no longer valid afterwards. A callback
-    /// that is running on another thread is not waited for.
+    /// Ends a subscription; a valid handle of this object is no longer valid afterwards. A call of
+    /// its callback that another thread is in, or about to begin, is not waited for; no other
+    /// follows. Needs no memory.
     /// @return true when a subscription was removed; false for a handle that is not valid or is
     ///         another object's, or when another copy of it has ended the subscription
     bool Unsubscribe(SubscriptionHandle& handle);
