@@ -87,7 +87,10 @@ bool WriteTestLine(const char* path) {
     const cri::Descriptor file(
         open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666));
     struct stat status = {};  // a pipe whose reader goes away would raise a signal
-    if (!file || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+    if (!file || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        CRI_LOG(DLOG_ERROR, "CUDSInotifyInit", "file open error %s\n", path);
+        return false;
+    }
     return write(file.Get(), kLine, sizeof kLine - 1) == static_cast<ssize_t>(sizeof kLine - 1);
 }
 
@@ -99,18 +102,14 @@ cri::FileChannel& cri::CudsChannel() {
 }
 
 int CUDSInotifyInit(const char* fileName) {
-    constexpr char function[] = "CUDSInotifyInit";
     if (!fileName) return cri::kChannelNotStarted;
     char path[cri::kPathSize];
     snprintf(path, sizeof path, "%s%s", cri::kMessageDirectory, fileName);
     const Place place = PlaceOf(path);
     if (place == Place::kElsewhere) return cri::kChannelDone;
     if (place == Place::kUnusable) return cri::kChannelNotStarted;
-    if (!WriteTestLine(path)) {
-        CRI_LOG(DLOG_ERROR, function, "file open error %s\n", path);
-        return cri::kChannelNotStarted;
-    }
-    CRI_LOG(DLOG_INFO, function, "file write success %s\n", path);
+    if (!WriteTestLine(path)) return cri::kChannelNotStarted;
+    CRI_LOG(DLOG_INFO, "CUDSInotifyInit", "file write success %s\n", path);
     return cri::kChannelDone;
 }
 

@@ -2,10 +2,13 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <pthread.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <type_traits>
 
 #include "Channels.h"
 #include "ContentsUIDetectionAPI.h"
@@ -55,6 +58,18 @@ TEST(PreparationTest, WritesTheTestLineIntoBothFiles) {
     EXPECT_EQ(CountLogLines("[WN] \"" + requests.Path() + "\" does not exist need to make it\n\n"),
               1U);
     EXPECT_EQ(CUDSClientInotifyDisconnect(), 1);
+}
+
+TEST(PreparationTest, FailsWhenAFileCanBeOpenedAndNotWritten) {
+    const MessageFile results("cuds_s2c_msg");
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit before{RLIM_INFINITY, RLIM_INFINITY}, none{0, RLIM_INFINITY};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
+    const int connected = CUDSClientInotifyConnect();
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+    EXPECT_EQ(connected, -2);
+    EXPECT_EQ(CountLogLines("file open error"), 0U);
+    EXPECT_EQ(CountLogLines("cuds_s2c_msg Inotify init failed\n"), 1U);
 }
 
 TEST(PreparationTest, LeavesAFileBehindALinkAloneInAnyWorkingDirectory) {
