@@ -19,6 +19,9 @@ namespace {
 using namespace cri_test;
 using testing::ElementsAre;
 
+static_assert(!std::is_copy_constructible_v<ContentsUIDetectionAPI> &&
+              !std::is_copy_assignable_v<ContentsUIDetectionAPI>);
+
 constexpr char kTestLine[] = "cuds_method_ld_test\n";
 
 ContentsUIDetectionAPI& Api() {

@@ -69,6 +69,10 @@ class CRI_API ContentsUIDetectionAPI {
 
     static ContentsUIDetectionAPI* GetInstance();
     ContentsUIDetectionAPI();
+    /// Neither copied nor assigned: a copy would refuse the handles of the original, and the
+    /// original those of the copy.
+    ContentsUIDetectionAPI(const ContentsUIDetectionAPI&) = delete;
+    ContentsUIDetectionAPI& operator=(const ContentsUIDetectionAPI&) = delete;
 
     /// Connects the message-file channel, which may take up to 2 s; see CUDSClientInotifyConnect.
     /// @return true when it is connected afterwards
