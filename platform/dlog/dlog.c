@@ -5,6 +5,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -36,6 +37,23 @@ static int Threshold(void) {
     return threshold;
 }
 
+/* What standard error was at load; without a mode when it was closed. */
+static struct stat s_standardError;
+static int s_remembered;
+
+__attribute__((constructor)) static void RememberStandardError(void) {
+    if (__atomic_exchange_n(&s_remembered, 1, __ATOMIC_ACQ_REL)) return;
+    if (fstat(STDERR_FILENO, &s_standardError) != 0) s_standardError.st_mode = 0;
+}
+
+/* A program that was started without it opens something of its own under its number. */
+static int IsStandardError(void) {
+    RememberStandardError(); /* for who logs before the constructors have run */
+    struct stat now;
+    return s_standardError.st_mode != 0 && fstat(STDERR_FILENO, &now) == 0 &&
+           now.st_dev == s_standardError.st_dev && now.st_ino == s_standardError.st_ino;
+}
+
 static char Letter(int priority) {
     static const char letters[] = "???DIWE";
     return priority >= DLOG_DEBUG && priority <= DLOG_ERROR ? letters[priority] : '?';
@@ -43,6 +61,7 @@ static char Letter(int priority) {
 
 /* One write per line, so that lines of several threads never mix. */
 static int WriteLine(int priority, const char* tag, const char* format, va_list arguments) {
+    if (!IsStandardError()) return 0;
     char line[4096];
     const int head = snprintf(line, sizeof line - 1, "%c/%s: ", Letter(priority), tag ? tag : "");
     if (head < 0) return -1;

@@ -1,4 +1,8 @@
 /// The platform's logging service, as far as the library and its tools use it.
+///
+/// The stand-in writes to the file that was standard error when it was loaded, as long as it is
+/// that, and to nothing else: in a program that was started with it closed, or has put another file
+/// in its place, it is silent.
 #ifndef CRI_PLATFORM_DLOG_H
 #define CRI_PLATFORM_DLOG_H
 
@@ -20,7 +24,8 @@ typedef enum log_id_t { LOG_ID_MAIN = 0, LOG_ID_RADIO = 1, LOG_ID_SYSTEM = 2 } l
 /// Writes one message to the main buffer. Callable from any thread and at any time, also before and
 /// after the static objects of the process live.
 ///
-/// @return the number of bytes written, 0 for a message below the threshold, -1 on failure
+/// @return the number of bytes written; 0 for a message below the threshold, or without a standard
+///         error to write to; -1 on failure
 __attribute__((format(printf, 3, 4))) int dlog_print(log_priority priority, const char* tag,
                                                      const char* format, ...);
 
