@@ -417,13 +417,15 @@ SubscriptionHandle::SubscriptionHandle(unsigned long long id, VisionDataRecognit
 VDRAPIProvider* VDRAPIProvider::m_pInstance = nullptr;
 
 VDRAPIProvider* VDRAPIProvider::GetInstance() {
-    static const bool s_created = [] {
-        static VDRAPIProvider s_provider;
-        Store(m_pInstance, &s_provider);
-        return true;
-    }();
-    static_cast<void>(s_created);
-    return Load(m_pInstance);
+    VDRAPIProvider* current = Load(m_pInstance);
+    if (current) return current;
+    VDRAPIProvider* const made =
+        Walled(static_cast<VDRAPIProvider*>(nullptr), [] { return new VDRAPIProvider; });
+    static VDRAPIProvider s_withoutMemory;
+    if (!made) return &s_withoutMemory;
+    if (cri::Replace(m_pInstance, current, made)) return made;
+    delete made;  // another thread was quicker
+    return current;
 }
 
 int VDRAPIProvider::Getcurrentsource(int& bHDMI, int& deviceType, std::string& deviceName) {
@@ -498,12 +500,15 @@ int m_ExecuteShell(const char* command) {
 }
 
 int DelFiles(char* path) {
-    if (!path) return 0;
-    VDR_LOG(DLOG_INFO, "DelFiles", "Delete Files: %s\n", path);
+    constexpr char function[] = "DelFiles";
+    VDR_LOG(DLOG_INFO, function, "Delete Files: %s\n", path ? path : "");
     char command[512];
-    const int length = snprintf(command, sizeof command, "rm -rf %s", path);
+    const int length = snprintf(command, sizeof command, "rm -rf %s", path ? path : "");
     // A command that was cut would delete something else.
-    if (length < 0 || static_cast<std::size_t>(length) >= sizeof command) return 0;
+    if (!path || length < 0 || static_cast<std::size_t>(length) >= sizeof command) {
+        VDR_LOG(DLOG_ERROR, function, "Delete Files error, no path or too long a path\n");
+        return 1;
+    }
     m_ExecuteShell(command);
     sync();
     return 1;

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <locale>
 #include <thread>
+#include <type_traits>
 
 #include "Channels.h"
 #include "HomeDataControlAPI.h"
@@ -140,11 +141,26 @@ TEST_F(VisionDataTest, DeletesWhatItIsToldAndRefusesACommandThatDoesNotFit) {
     EXPECT_EQ(FileExist(path.data()), 0);
     // The first 511 characters of this command would delete another file.
     std::string longPath = cut.Path() + std::string(511 - 7 - cut.Path().size(), ' ') + "/tail";
-    EXPECT_EQ(DelFiles(longPath.data()), 0);
+    EXPECT_EQ(DelFiles(longPath.data()), 1);
     EXPECT_TRUE(Exists(cut.Path().c_str()));
-    EXPECT_EQ(DelFiles(nullptr), 0);
+    EXPECT_EQ(DelFiles(nullptr), 1);
+    EXPECT_EQ(CountLogLines("Delete Files error"), 2U);
     EXPECT_EQ(FileExist(nullptr), 0);
     EXPECT_EQ(m_ExecuteShell(nullptr), -1);
+}
+
+TEST_F(VisionDataTest, ConvertsALockerAndGivesAProviderThatWasTakenAwayAnew) {
+    static_assert(std::is_convertible_v<VDRLocker&, AutoLock>);
+    static const VDRAPIProvider* const s_first = VDRAPIProvider::GetInstance();
+    EXPECT_EQ(VDRAPIProvider::GetInstance(), s_first);
+    VDRAPIProvider::m_pInstance = nullptr;
+    std::vector<std::thread> callers;
+    for (int i = 0; i < 4; ++i)
+        callers.emplace_back([] {
+            VDRAPIProvider* const given = VDRAPIProvider::GetInstance();
+            EXPECT_TRUE(given && given == VDRAPIProvider::m_pInstance);
+        });
+    for (auto& caller : callers) caller.join();
 }
 
 TEST(ShellTest, GivesTheWaitStatusWhateverTheHostDoesWithSignals) {

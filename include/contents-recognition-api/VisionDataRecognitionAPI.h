@@ -167,17 +167,19 @@ class CRI_API VisionDataRecognitionAPI {
 extern CRI_API bool bLDInit;
 extern CRI_API bool bLDStart;
 
-/// Where a start takes the values of the current input source from. There is one object per
-/// process, made on the first GetInstance and never destroyed.
+/// Where a start takes the values of the current input source from.
 class CRI_API VDRAPIProvider {
   public:
+    /// What m_pInstance points to, which is made when it is null, and never destroyed. May be
+    /// called from any thread.
+    /// @return never null
     static VDRAPIProvider* GetInstance();
 
     /// The current input source: on this set always -1, 0 and "unknown".
     /// @return 1
     int Getcurrentsource(int& bHDMI, int& deviceType, std::string& deviceName);
 
-    static VDRAPIProvider* m_pInstance;
+    static VDRAPIProvider* m_pInstance;  ///< null until the first GetInstance
 };
 
 /// A mutex for the library's users; the library takes none of them. Not recursive.
@@ -198,7 +200,7 @@ class CRI_API VDRLocker {
 /// Holds a VDRLocker for as long as it lives.
 class CRI_API AutoLock {
   public:
-    explicit AutoLock(VDRLocker& locker);
+    AutoLock(VDRLocker& locker);
     ~AutoLock();
     AutoLock(const AutoLock&) = delete;
     AutoLock& operator=(const AutoLock&) = delete;
@@ -213,8 +215,8 @@ CRI_API int m_ExecuteShell(const char* command);
 
 /// Deletes a path through the shell ("rm -rf"), which reads the path as it reads any command line,
 /// and syncs the file systems.
-/// @return 1 whatever became of it; 0 for null, or when the command would be longer than 511
-///         characters: nothing is deleted then
+/// @return 1 whatever became of it, also for null or when the command would be longer than 511
+///         characters: nothing is deleted then, and an error is logged
 CRI_API int DelFiles(char* path);
 
 /// Whether a path exists; a link is followed.
