@@ -7,6 +7,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <pthread.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -30,8 +31,8 @@ constexpr cri::ChannelFace kFace = {
     .requestFile = "cuds_c2s_msg",
     .resultMethod = "cuds_detected_result_callback",
     .lineLimit = 19998,
+    .processResults = CUDSClientNotificationProcess,
     .joinPauseMicros = 0,
-    .threadBody = CUDSClientNotificationThread,
     .prepare = PrepareFiles,
     .connect = "CUDSClientInotifyConnect",
     .disconnect = "CUDSClientInotifyDisconnect",
@@ -102,6 +103,7 @@ cri::FileChannel& cri::CudsChannel() {
 }
 
 int CUDSInotifyInit(const char* fileName) {
+    const cri::CancellationHeldOff heldOff;
     if (!fileName) return cri::kChannelNotStarted;
     char path[cri::kPathSize];
     snprintf(path, sizeof path, "%s%s", cri::kMessageDirectory, fileName);
@@ -131,12 +133,14 @@ int CUDSClientInotifyDisconnect() {
 }
 
 void* CUDSClientNotificationThread(void*) {
-    cri::Walled([] { cri::CudsChannel().Watch(); });
+    cri::Walled([] { cri::CudsChannel().WatchBeside(); });
     return nullptr;
 }
 
 int CUDSClientNotificationProcess() {
-    return cri::Walled(int{cri::kChannelFailed}, [] { return cri::CudsChannel().Process(); });
+    char lines[2 * kFace.lineLimit];
+    return cri::Walled(int{cri::kChannelFailed},
+                       [&lines] { return cri::CudsChannel().Process(lines); });
 }
 
 int CUDSClientInotifySend(const char* method, int value1, int value2, int value3, int value4) {

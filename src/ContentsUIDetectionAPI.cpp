@@ -3,11 +3,14 @@
 
 #include "ContentsUIDetectionAPI.h"
 
+#include <pthread.h>
+
 #include <atomic>
 #include <mutex>
 
 #include "CUDSClientInotify.h"
 #include "FileChannel.h"
+#include "ForkedChild.h"
 #include "JsonDocument.h"
 #include "Log.h"
 #include "SubscriberList.h"
@@ -24,16 +27,28 @@ int g_MultiviewOnOff = 0;
 ContentsUIDetectionAPI* ContentsUIDetectionAPI::s_pInstance = nullptr;
 
 struct cri::UiDetectionState {
-    std::mutex m_connectMutex;  ///< makes testing and changing m_connected one step
-    bool m_connected = false;   ///< guarded by m_connectMutex
+    bool m_connected = false;                     ///< guarded by s_initMutex
     std::atomic<unsigned long long> m_lastId{0};  ///< of both kinds
     cri::SubscriberList<_PIP_MODE_RESULT> m_pipModeSubscribers{&cri::CudsChannel()};
     cri::SubscriberList<std::vector<_DETECTED_RESULT>> m_detectedSubscribers{&cri::CudsChannel()};
 };
 
+namespace {
+
+/// Makes testing and changing m_connected one step, for every client: they share one channel.
+std::mutex s_initMutex;
+
+}  // namespace
+
+void cri::ForgetParentsUiDetection() {
+    CudsChannel().DisconnectInChild();
+    Renew(s_initMutex);
+}
+
 ContentsUIDetectionAPI::ContentsUIDetectionAPI() : m_state(*new cri::UiDetectionState) {}
 
 ContentsUIDetectionAPI* ContentsUIDetectionAPI::GetInstance() {
+    const cri::CancellationHeldOff heldOff;
     // The first call comes while the library is loaded, before there is another thread.
     if (!s_pInstance) s_pInstance = Walled(s_pInstance, [] { return new ContentsUIDetectionAPI; });
     CRI_LOG(DLOG_ERROR, "GetInstance", "ContentsUIDetectionAPI::s_pInstance %p\n",
@@ -43,10 +58,13 @@ ContentsUIDetectionAPI* ContentsUIDetectionAPI::GetInstance() {
 
 bool ContentsUIDetectionAPI::Initialize() {
     constexpr char function[] = "Initialize";
-    const std::lock_guard<std::mutex> lock(m_state.m_connectMutex);
-    if (m_state.m_connected) {
+    const cri::CancellationHeldOff heldOff;
+    const std::lock_guard<std::mutex> lock(s_initMutex);
+    if (m_state.m_connected)
         CRI_LOG(DLOG_INFO, function, "CUDSClientInotifyConnect Already connected\n");
-    } else if (CUDSClientInotifyConnect() != cri::kChannelDone) {
+    // Its own functions and a fork disconnect the channel without this client.
+    const bool connected = m_state.m_connected && cri::CudsChannel().Connected();
+    if (!connected && CUDSClientInotifyConnect() != cri::kChannelDone) {
         CRI_LOG(DLOG_ERROR, function, "CUDSClientInotifyConnect Failed\n");
         return false;
     }
@@ -59,25 +77,28 @@ namespace {
 
 /// Clears `connected` and takes the thread off the channel in one step, so that an Initialize finds
 /// either both or neither; waits without the lock, for a callback that may initialise itself.
-bool Disconnect(std::mutex& mutex, bool& connected) {
-    std::unique_lock<std::mutex> lock(mutex);
+/// @param connected  stays set when the thread could not be waited for
+bool Disconnect(bool& connected) {
+    std::unique_lock<std::mutex> lock(s_initMutex);
     if (!connected) {
         CRI_LOG(DLOG_INFO, "Finalize", "CUDSClientInotifyDisconnect Already Disconnected\n");
         return true;
     }
     const auto thread = cri::CudsChannel().Detach();
-    // On the thread itself the disconnect is about to fail, and the client stays connected.
-    connected = thread && thread->IsCurrent();
+    connected = false;
     lock.unlock();
-    return cri::CudsChannel().End(thread) == cri::kChannelDone;
+    if (cri::CudsChannel().End(thread) == cri::kChannelDone) return true;
+    lock.lock();
+    connected = true;
+    return false;
 }
 
 }  // namespace
 
 bool ContentsUIDetectionAPI::Finalize() {
     constexpr char function[] = "Finalize";
-    if (!Walled(false,
-                [this] { return Disconnect(m_state.m_connectMutex, m_state.m_connected); })) {
+    const cri::CancellationHeldOff heldOff;
+    if (!Walled(false, [this] { return Disconnect(m_state.m_connected); })) {
         CRI_LOG(DLOG_ERROR, function, "CUDSClientInotifyDisconnect Failed\n");
         return false;
     }
@@ -87,6 +108,7 @@ bool ContentsUIDetectionAPI::Finalize() {
 
 bool ContentsUIDetectionAPI::StartAnalyze(int HDMIport, int isSTB, int adaptiveSoundOnOff,
                                           int multiviewonoff) {
+    const cri::CancellationHeldOff heldOff;
     CRI_LOG(DLOG_DEBUG, "StartAnalyze", "StartAnalyze Call\n");
     const int sent = CUDSClientInotifySend("cuds_method_engine_start", HDMIport, isSTB,
                                            adaptiveSoundOnOff, multiviewonoff);
@@ -96,6 +118,7 @@ bool ContentsUIDetectionAPI::StartAnalyze(int HDMIport, int isSTB, int adaptiveS
 
 bool ContentsUIDetectionAPI::StopAnalyze(int HDMIport, int isSTB, int adaptiveSoundOnOff,
                                          int multiviewonoff) {
+    const cri::CancellationHeldOff heldOff;
     CRI_LOG(DLOG_DEBUG, "StopAnalyze", "StopAnalyze Call\n");
     const int sent = CUDSClientInotifySend("cuds_method_engine_stop", HDMIport, isSTB,
                                            adaptiveSoundOnOff, multiviewonoff);
@@ -104,6 +127,7 @@ bool ContentsUIDetectionAPI::StopAnalyze(int HDMIport, int isSTB, int adaptiveSo
 }
 
 bool ContentsUIDetectionAPI::SetAdaptiveSoundOnOffChange(int adaptiveSoundOnOff) {
+    const cri::CancellationHeldOff heldOff;
     CUDSClientInotifySend("cuds_adaptivesound_onoff_change", -1, -1, adaptiveSoundOnOff, -1);
     CRI_LOG(DLOG_INFO, "SetAdaptiveSoundOnOffChange", "SetAdaptiveSoundOnOffChange : %d\n",
             adaptiveSoundOnOff);
@@ -145,6 +169,7 @@ void ParseResult(const Json::Value* result) {
 /// The channel's result callback.
 void _CUDS_Client_Result(std::string payload) {
     constexpr char function[] = "_CUDS_Client_Result";
+    const cri::CancellationHeldOff heldOff;  // called as an application's callback would be
     CRI_LOG(DLOG_ERROR, function, "_CUDS_Client_Result called! from service : %s\n",
             payload.c_str());
     const cri::JsonDocument document(payload);
@@ -177,18 +202,21 @@ CUDASubscriptionHandle ContentsUIDetectionAPI::Subscribe(
 CUDASubscriptionHandle ContentsUIDetectionAPI::SubscribeDetectedCallback(
     DetectedCallback callback) {
     constexpr char function[] = "SubscribeDetectedCallback";
+    const cri::CancellationHeldOff heldOff;
     CRI_LOG(DLOG_INFO, function, "SubscribeDetectedCallback Enter\n");
     return Subscribe(function, m_state.m_detectedSubscribers, std::move(callback));
 }
 
 CUDASubscriptionHandle ContentsUIDetectionAPI::SubscribePipModeCallback(PipModeCallback callback) {
     constexpr char function[] = "SubscribePipModeCallback";
+    const cri::CancellationHeldOff heldOff;
     CRI_LOG(DLOG_INFO, function, "SubscribePipModeCallback Enter\n");
     return Subscribe(function, m_state.m_pipModeSubscribers, std::move(callback));
 }
 
 bool ContentsUIDetectionAPI::Unsubscribe(CUDASubscriptionHandle& handle) {
     constexpr char function[] = "Unsubscribe";
+    const cri::CancellationHeldOff heldOff;
     if (!handle.m_bValid || handle.m_pOwner != this) {
         CRI_LOG(DLOG_ERROR, function, "Wrong Handle : %llu\n", handle.m_id);
         return false;

@@ -9,6 +9,7 @@
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
+#include "ForkedChild.h"
 #include "JsonTools.h"
 #include "Log.h"
 #include "Wall.h"
@@ -65,8 +66,9 @@ int FileChannel::Connect() {
         return kChannelDone;
     }
     if (m_face.prepare && !m_face.prepare()) return kChannelNotStarted;
-    m_thread = Walled(std::shared_ptr<NotificationThread>(),
-                      [this] { return NotificationThread::Start(m_face.threadBody, this); });
+    m_thread = Walled(std::shared_ptr<NotificationThread>(), [this] {
+        return NotificationThread::Start([this](NotificationThread& self) { Watch(&self); }, this);
+    });
     if (!m_thread) {
         CHANNEL_LOG(DLOG_ERROR, m_face.connect, "Fail to create thread\n");
         return kChannelNotStarted;
@@ -98,19 +100,37 @@ int FileChannel::End(const std::shared_ptr<NotificationThread>& thread) {
     return joined ? kChannelDone : kChannelFailed;
 }
 
-void FileChannel::Watch() {
-    NotificationThread* const self = NotificationThread::Current();
-    if (!self || self->Owner() != this) return;
+void FileChannel::WatchBeside() {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    const std::shared_ptr<NotificationThread> connection = m_thread;
+    lock.unlock();
+    Watch(connection.get());
+}
+
+/// @param connection  what is served when all is set up; null for nothing
+void FileChannel::Watch(NotificationThread* connection) {
     const Descriptor inotify(inotify_init1(IN_CLOEXEC));
     if (!inotify) {
         CHANNEL_LOG(DLOG_ERROR, m_face.thread, "[FILE msg] inotify_init error: %d\n", errno);
         return;
     }
-    if (!WatchResultFile(inotify)) return;
+    if (!WatchResultFile(inotify) || !connection) return;
+    const NotificationThread::Service service(*connection);
     const JsonTools tools;  // kept for all the documents that the thread reads
-    self->SetReady();
-    while (self->Running() && HandleBatch(inotify, *self)) {
+    connection->SetReady();
+    while (connection->Running() && HandleBatch(inotify, *connection)) {
     }
+}
+
+void FileChannel::DisconnectInChild() {
+    NotificationThread::RetireInChild(this);
+    // One that somebody was changing is in no state to be released.
+    if (m_mutex.try_lock())
+        m_thread.reset();
+    else
+        Renew(m_thread);
+    Renew(m_mutex);
+    m_running = 0;
 }
 
 bool FileChannel::WatchResultFile(const Descriptor& inotify) const {
@@ -124,11 +144,11 @@ bool FileChannel::WatchResultFile(const Descriptor& inotify) const {
 
 /// Waits for a change and handles it.
 /// @return false when the thread has to end
-bool FileChannel::HandleBatch(const Descriptor& inotify, const NotificationThread& self) {
+bool FileChannel::HandleBatch(const Descriptor& inotify, const NotificationThread& connection) {
     alignas(inotify_event) char buffer[kEventBuffer];
     ssize_t length = -1;
-    if (self.WaitFor(inotify.Get())) {
-        if (!self.Running()) return true;
+    if (connection.WaitFor(inotify.Get())) {
+        if (!connection.Running()) return true;
         do {
             length = read(inotify.Get(), buffer, sizeof buffer - 1);
         } while (length < 0 && errno == EINTR);
@@ -144,13 +164,13 @@ bool FileChannel::HandleBatch(const Descriptor& inotify, const NotificationThrea
                 static_cast<int>(length), static_cast<int>(first.len));
     // One reading of the file covers the rest of the batch.
     if (first.mask & IN_MODIFY)
-        CHANNEL_LOG_FORMAT(DLOG_INFO, m_face.thread, m_face.processed, Process());
+        CHANNEL_LOG_FORMAT(DLOG_INFO, m_face.thread, m_face.processed, m_face.processResults());
     else
         CHANNEL_LOG(DLOG_ERROR, m_face.thread, "inofity undefined event\n");
     return true;
 }
 
-int FileChannel::Process() {
+int FileChannel::Process(std::span<char> lines) {
     char path[kReadPathSize], resolved[PATH_MAX];
     ComposePath(path, m_face.resultFile);
     const Descriptor file(OpenRegularFile(path));
@@ -164,8 +184,8 @@ int FileChannel::Process() {
         return kChannelFailed;
     }
     const JsonTools tools;  // kept for all the documents of the file
-    LineReader lines(file.Get(), m_face.lineLimit);
-    Walled([&] { ReadRecords(lines); });
+    LineReader reader(file.Get(), m_face.lineLimit, lines);
+    Walled([&] { ReadRecords(reader); });
     return kChannelDone;
 }
 

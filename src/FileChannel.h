@@ -6,6 +6,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 
 #include "Descriptor.h"
@@ -34,9 +35,9 @@ struct ChannelFace {
     const char* requestFile;
     const char* resultMethod;  ///< the method line that a payload line follows
     std::size_t lineLimit;     ///< characters of one line of the result file at the most
+    int (*processResults)();   ///< reads the result file, with a buffer of the channel's own size
     unsigned joinPauseMicros;  ///< between waking the thread and waiting for its end
 
-    NotificationThread::Body threadBody;
     bool (*prepare)();  ///< readies the files before a connect; null when there is nothing to do
 
     /// Names under which the lines are logged, and full formats of the lines that differ.
@@ -62,15 +63,22 @@ class FileChannel {
     /// The operations behind the channel's functions, with their results.
     int Connect();
     int Disconnect() { return End(Detach()); }
-    int Process();
+    int Process(std::span<char> lines);
+
+    bool Connected() const { return m_running; }
 
     /// The two halves of a disconnect, for an owner that keeps a flag of its own beside the
     /// channel's: taking the thread off the channel, at once, and the wait, under no lock.
     std::shared_ptr<NotificationThread> Detach();
     int End(const std::shared_ptr<NotificationThread>& thread);
 
-    /// The notification thread's body. Does nothing on any other thread.
-    void Watch();
+    /// The notification thread's body for any other thread: watches beside it, until the channel is
+    /// disconnected.
+    void WatchBeside();
+
+    /// In a child made by fork, which has none of its parent's threads: leaves the channel
+    /// disconnected.
+    void DisconnectInChild();
 
     /// Writes one message. `compose` is called with a buffer and its size when the file is open.
     template <class Compose>
@@ -84,8 +92,9 @@ class FileChannel {
     }
 
   private:
+    void Watch(NotificationThread* connection);
     bool WatchResultFile(const Descriptor& inotify) const;
-    bool HandleBatch(const Descriptor& inotify, const NotificationThread& self);
+    bool HandleBatch(const Descriptor& inotify, const NotificationThread& connection);
     void ReadRecords(LineReader& lines);
     bool ReadRecord(LineReader& lines, std::string_view methodLine);
     void Deliver(std::string payload);
@@ -95,8 +104,8 @@ class FileChannel {
     const ChannelFace& m_face;
     std::atomic<int>& m_running;
     std::atomic<ResultCallback>& m_resultCallback;
-    std::mutex m_mutex;  ///< serialises connecting and disconnecting
-    std::shared_ptr<NotificationThread> m_thread;
+    std::mutex m_mutex;                            ///< serialises connecting and disconnecting
+    std::shared_ptr<NotificationThread> m_thread;  ///< null when not connected
 };
 
 /// The two channels. They live as long as the process: their threads may deliver while it exits.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string_view>
 
 namespace cri {
@@ -11,24 +12,24 @@ namespace cri {
 class LineReader {
   public:
     /// @param descriptor  of a regular file; not owned
-    /// @param limit       characters of one line at the most, its newline included; kLimit or less
-    LineReader(int descriptor, std::size_t limit) : m_descriptor(descriptor), m_limit(limit) {}
+    /// @param limit       characters of one line at the most, its newline included
+    /// @param buffer      room for a line at the least, better for two; not owned
+    LineReader(int descriptor, std::size_t limit, std::span<char> buffer)
+        : m_descriptor(descriptor), m_limit(limit), m_buffer(buffer) {}
 
     /// @param line  the next line, its newline included; valid until the next call
     /// @return false at the end of the file, and when it cannot be read
     bool Next(std::string_view& line);
-
-    static constexpr std::size_t kLimit = 32 * 1024;
 
   private:
     void Refill();
 
     const int m_descriptor;
     const std::size_t m_limit;
+    const std::span<char> m_buffer;
     std::size_t m_start = 0;
     std::size_t m_end = 0;
     bool m_atEnd = false;
-    char m_buffer[2 * kLimit];
 };
 
 }  // namespace cri

@@ -3,6 +3,7 @@
 #include <iostream>  // first the standard streams: callbacks at exit may print
 
 #include "Client.h"
+#include "ForkedChild.h"
 #include "VisionDataRecognitionAPI.h"
 
 /// Before the end of the reports, which empties it, so that it is destroyed after that.
@@ -21,5 +22,15 @@ ReportsEnd s_reportsEnd;
 /// Creates the UI-detection client, which is there before the vision-data client is.
 ContentsUIDetectionAPI* const cri::g_pcudapi = ContentsUIDetectionAPI::GetInstance();
 
-/// Last: its destructor, at exit, comes before the others'.
+/// Its destructor, at exit, comes before the others'.
 VisionDataRecognitionAPI VisionDataRecognitionAPI::s_Instance;
+
+namespace {
+
+[[maybe_unused]] const int s_forkHandler = pthread_atfork(nullptr, nullptr, [] {
+    cri::ForgetParentsBus();
+    cri::ForgetParentsVisionData();
+    cri::ForgetParentsUiDetection();
+});
+
+}  // namespace

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 
+#include "ForkedChild.h"
 #include "Wall.h"
 
 namespace cri {
@@ -18,6 +19,7 @@ namespace {
 constexpr std::size_t kLeastStack = 2 * 1024 * 1024;
 
 thread_local NotificationThread* t_current = nullptr;
+thread_local const NotificationThread::Service* t_service = nullptr;  ///< the innermost one
 
 class StackAttribute {
   public:
@@ -67,10 +69,10 @@ struct NotificationThread::Ending {
 };
 
 NotificationThread::NotificationThread(Body body, const void* owner)
-    : m_body(body), m_owner(owner), m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+    : m_body(std::move(body)), m_owner(owner), m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 std::shared_ptr<NotificationThread> NotificationThread::Start(Body body, const void* owner) {
-    std::shared_ptr<NotificationThread> thread(new NotificationThread(body, owner));
+    std::shared_ptr<NotificationThread> thread(new NotificationThread(std::move(body), owner));
     if (!thread->m_wake) return nullptr;
     auto shared = std::make_unique<std::shared_ptr<NotificationThread>>(thread);
     if (!thread->Create(shared.get())) return nullptr;
@@ -89,11 +91,37 @@ void* NotificationThread::Run(void* shared) {
         static_cast<std::shared_ptr<NotificationThread>*>(shared));
     t_current = self->get();
     const Ending ending{**self};
-    return Walled(static_cast<void*>(nullptr), [&self] { return (*self)->m_body(nullptr); });
+    Walled([&self] { (*self)->m_body(**self); });
+    return nullptr;
 }
 
 NotificationThread* NotificationThread::Current() {
     return t_current;
+}
+
+NotificationThread::Service::Service(NotificationThread& served)
+    : m_served(served), m_outer(t_service) {
+    t_service = this;
+}
+
+NotificationThread::Service::~Service() {
+    t_service = m_outer;
+}
+
+const NotificationThread* NotificationThread::CurrentOf(const void* owner) {
+    const Service* service = t_service;
+    while (service && service->m_served.m_owner != owner) service = service->m_outer;
+    return service ? &service->m_served : nullptr;
+}
+
+void NotificationThread::RetireInChild(const void* owner) {
+    for (const Service* service = t_service; service; service = service->m_outer) {
+        NotificationThread& served = service->m_served;
+        if (served.m_owner != owner) continue;
+        served.m_running = false;
+        Renew(served.m_mutex);
+        Renew(served.m_changed);
+    }
 }
 
 bool NotificationThread::WaitFor(int descriptor) const {
@@ -135,11 +163,9 @@ bool NotificationThread::Join(std::chrono::milliseconds limit) {
     std::unique_lock<std::mutex> lock(m_mutex);
     const bool ended = m_changed.wait_for(lock, limit, [this] { return m_ended; });
     lock.unlock();
-    if (ended)
-        pthread_join(m_thread, nullptr);
-    else
-        pthread_detach(m_thread);
-    return true;
+    if (ended) return pthread_join(m_thread, nullptr) == 0;
+    pthread_detach(m_thread);
+    return false;
 }
 
 }  // namespace cri

@@ -1,5 +1,6 @@
-/// The thread of a message-file channel. Each has a state of its own, so that one that cannot be
-/// waited for can be left behind: retired, it delivers nothing more and ends when it can.
+/// The thread of a message-file channel, with the state of the one connection that it was started
+/// for, so that one that cannot be waited for can be left behind: retired, it delivers nothing more
+/// and ends when it can. An application's threads may serve the same connection beside it.
 #pragma once
 
 #include <pthread.h>
@@ -7,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 
@@ -16,9 +18,9 @@ namespace cri {
 
 class NotificationThread {
   public:
-    using Body = void* (*)(void*);
+    using Body = std::function<void(NotificationThread&)>;
 
-    /// Starts a thread that runs `body` with a null argument and takes none of the host's signals.
+    /// Starts a thread that runs `body` and takes none of the host's signals.
     /// @param owner  what tells the threads of one channel from those of another
     /// @return null when it cannot be started
     static std::shared_ptr<NotificationThread> Start(Body body, const void* owner);
@@ -26,28 +28,43 @@ class NotificationThread {
     /// The state of the calling thread; null when it is no notification thread.
     static NotificationThread* Current();
 
-    /// The same when the thread is one of this owner's; otherwise null.
-    static const NotificationThread* CurrentOf(const void* owner) {
-        const NotificationThread* const current = Current();
-        return current && current->Owner() == owner ? current : nullptr;
-    }
+    /// While it lives, the calling thread serves this connection, whosever thread it is.
+    class Service {
+      public:
+        explicit Service(NotificationThread& served);
+        ~Service();
+        Service(const Service&) = delete;
+        Service& operator=(const Service&) = delete;
 
-    /// Whether the calling thread is one of this owner's that must not deliver any more.
+      private:
+        friend class NotificationThread;
+        NotificationThread& m_served;
+        const Service* const m_outer;  ///< in whose callback this one was begun
+    };
+
+    /// The connection of this owner's that the calling thread serves; null when it serves none.
+    static const NotificationThread* CurrentOf(const void* owner);
+
+    /// Whether the calling thread serves a connection of this owner's and must not deliver any
+    /// more.
     static bool CurrentIsRetired(const void* owner) {
         const NotificationThread* const current = CurrentOf(owner);
         return current && !current->Running();
     }
+
+    /// In a child made by fork: retires what the calling thread serves of this owner's. The wake-up
+    /// is the parent's as well and is left alone.
+    static void RetireInChild(const void* owner);
 
     ~NotificationThread() = default;
     NotificationThread(const NotificationThread&) = delete;
     NotificationThread& operator=(const NotificationThread&) = delete;
 
     bool IsCurrent() const { return Current() == this; }
-    const void* Owner() const { return m_owner; }
     bool Running() const { return m_running.load(std::memory_order_acquire); }
 
-    /// On the thread itself: waits until `descriptor` can be read or the thread is stopped, without
-    /// end and without waking in between.
+    /// For a thread that serves the connection: waits until `descriptor` can be read or the
+    /// connection is stopped, without end and without waking in between.
     /// @return false when the wait failed; errno says why
     bool WaitFor(int descriptor) const;
 
@@ -56,12 +73,12 @@ class NotificationThread {
     /// Waits until the thread is ready or has ended, or `limit` has passed.
     void WaitReady(std::chrono::milliseconds limit);
 
-    /// Retires the thread and wakes it.
+    /// Retires the threads that serve the connection and wakes them.
     void Stop();
 
     /// Ends the ownership of a stopped thread. One that does not end within `limit` is held up by
     /// an application's callback and is left behind.
-    /// @return false on the thread itself, which cannot wait for its own end
+    /// @return whether it was joined; never on the thread itself, which cannot wait for its own end
     bool Join(std::chrono::milliseconds limit);
 
   private:

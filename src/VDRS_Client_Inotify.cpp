@@ -3,6 +3,7 @@
 
 #include "VDRS_Client_Inotify.h"
 
+#include <pthread.h>
 #include <string.h>
 
 #include "FileChannel.h"
@@ -22,8 +23,8 @@ constexpr cri::ChannelFace kFace = {
     .requestFile = "vdrs_c2s_msg",
     .resultMethod = "vdrs_method_ld_callback",
     .lineLimit = 1998,
+    .processResults = VDRS_Client_Notification_Process,
     .joinPauseMicros = 10000,
-    .threadBody = VDRS_Client_Notification_Thread,
     .prepare = nullptr,
     .connect = "VDRS_Client_Inotify_Connect",
     .disconnect = "VDRS_Client_Inotify_Disconnect",
@@ -73,12 +74,14 @@ int VDRS_Client_Inotify_Disconnect() {
 }
 
 void* VDRS_Client_Notification_Thread(void*) {
-    cri::Walled([] { cri::VdrsChannel().Watch(); });
+    cri::Walled([] { cri::VdrsChannel().WatchBeside(); });
     return nullptr;
 }
 
 int VDRS_Client_Notification_Process() {
-    return cri::Walled(int{cri::kChannelFailed}, [] { return cri::VdrsChannel().Process(); });
+    char lines[2 * kFace.lineLimit];
+    return cri::Walled(int{cri::kChannelFailed},
+                       [&lines] { return cri::VdrsChannel().Process(lines); });
 }
 
 int VDRS_Client_Inotify_Send(const char* method, void*) {

@@ -7,6 +7,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <pthread.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
@@ -20,6 +21,7 @@
 #include "AtomicWord.h"
 #include "Descriptor.h"
 #include "FileChannel.h"
+#include "ForkedChild.h"
 #include "HomeDataControlAPI.h"
 #include "JsonDocument.h"
 #include "JsonTools.h"
@@ -58,6 +60,12 @@ std::mutex s_controlMutex;
 
 }  // namespace
 
+void cri::ForgetParentsVisionData() {
+    VdrsChannel().DisconnectInChild();
+    Renew(s_initMutex);
+    Renew(s_controlMutex);
+}
+
 VisionDataRecognitionAPI::VisionDataRecognitionAPI() : m_state(SharedState()) {}
 
 VisionDataRecognitionAPI::~VisionDataRecognitionAPI() {
@@ -68,20 +76,27 @@ VisionDataRecognitionAPI* VisionDataRecognitionAPI::GetInstance() {
     return &s_Instance;
 }
 
+namespace {
+
+/// Both count: the channel's own functions and a fork disconnect it without this client.
+bool IsConnected() {
+    return Load(bLDInit) && cri::VdrsChannel().Connected();
+}
+
+}  // namespace
+
 bool VisionDataRecognitionAPI::Initialize() {
     constexpr char function[] = "Initialize";
-    bool connected = true;
+    const cri::CancellationHeldOff heldOff;
     // Every subscription comes here: one that finds the work done does not queue for the lock.
     std::unique_lock<std::mutex> lock(s_initMutex, std::defer_lock);
-    bool initialized = Load(bLDInit);
-    if (!initialized) {
-        lock.lock();
-        initialized = Load(bLDInit);
-    }
-    if (initialized) {
+    if (!IsConnected()) lock.lock();
+    const bool initialized = !lock || Load(bLDInit);
+    if (initialized)
         VDR_LOG(DLOG_INFO, function, "CAMW_Client_LD_Initialize Already Initialized\n");
-    } else {
-        connected = VDRS_Client_Inotify_Connect() == cri::kChannelDone;
+    bool connected = true;
+    if (lock && !IsConnected()) {
+        connected = VDRS_Client_Inotify_Connect() == cri::kChannelDone || initialized;
         Store(bLDInit, true);
     }
     if (connected)
@@ -111,6 +126,7 @@ bool Disconnect() {
 
 bool VisionDataRecognitionAPI::Finalize() {
     constexpr char function[] = "Finalize";
+    const cri::CancellationHeldOff heldOff;
     const bool disconnected = Walled(false, Disconnect);
     if (disconnected)
         VDR_LOG(DLOG_INFO, function, "CAMW_Client_LD_Finalize Successful\n");
@@ -224,6 +240,7 @@ int SendStart(const char* method, int captureType) {
 
 bool VisionDataRecognitionAPI::StartAnalyze(const char* method, int captureType) {
     constexpr char function[] = "StartAnalyze";
+    const cri::CancellationHeldOff heldOff;
     VDR_LOG(DLOG_ERROR, function, "StartAnalyze Call\n");
     if (!method) return false;
     Initialize();
@@ -244,6 +261,7 @@ bool VisionDataRecognitionAPI::StartAnalyze(const char* method, int captureType)
 
 bool VisionDataRecognitionAPI::StopAnalyze(const char* method) {
     constexpr char function[] = "StopAnalyze";
+    const cri::CancellationHeldOff heldOff;
     VDR_LOG(DLOG_ERROR, function, "StopAnalyze Call\n");
     if (!method) return false;
     const std::lock_guard<std::mutex> lock(s_controlMutex);
@@ -260,6 +278,7 @@ bool VisionDataRecognitionAPI::StopAnalyze(const char* method) {
 }
 
 bool VisionDataRecognitionAPI::ChangeAnalyze(int captureType) {
+    const cri::CancellationHeldOff heldOff;
     const std::lock_guard<std::mutex> lock(s_controlMutex);
     if (!Load(bLDStart)) {
         VDR_LOG(DLOG_ERROR, "ChangeAnalyze", "Engine start error\n");
@@ -272,6 +291,7 @@ bool VisionDataRecognitionAPI::ChangeAnalyze(int captureType) {
 }
 
 bool VisionDataRecognitionAPI::Request(std::string&, const char* request) {
+    const cri::CancellationHeldOff heldOff;
     VDR_LOG(DLOG_INFO, "Request", "Request Call : %s\n", request ? request : "");
     VDRS_Client_Inotify_Send("vdrs_method_ld_request", nullptr);
     return true;
@@ -354,6 +374,7 @@ void ParseAnalyzeResult(const Json::Value* result) {
 /// The channel's result callback.
 void _VDRS_Client_LD(std::string payload) {
     constexpr char function[] = "_VDRS_Client_LD";
+    const cri::CancellationHeldOff heldOff;  // called as an application's callback would be
     VDR_LOG(DLOG_ERROR, function, "_VDRS_Client_LD called! from service : %s\n", payload.c_str());
     VDR_LOG(DLOG_INFO, function, "from service : %s\n", payload.c_str());
     const cri::JsonDocument document(payload);
@@ -378,6 +399,7 @@ void VisionDataRecognitionAPI::ReceiveLogoIconData(const MOBILE_USAGE& usage) {
 
 SubscriptionHandle VisionDataRecognitionAPI::SubscribeLogoIconInfo(LogoIconCallback callback) {
     constexpr char function[] = "SubscribeLogoIconInfo";
+    const cri::CancellationHeldOff heldOff;
     VDR_LOG(DLOG_INFO, function, "SubscribeLogoIconInfo Enter\n");
     Initialize();
     return Walled(SubscriptionHandle(), [&] {
@@ -391,6 +413,7 @@ SubscriptionHandle VisionDataRecognitionAPI::SubscribeLogoIconInfo(LogoIconCallb
 
 bool VisionDataRecognitionAPI::Unsubscribe(SubscriptionHandle& handle) {
     constexpr char function[] = "Unsubscribe";
+    const cri::CancellationHeldOff heldOff;
     if (!handle.m_bValid || handle.m_pOwner != this) {
         VDR_LOG(DLOG_ERROR, function, "Wrong Handle : %llu\n", handle.m_id);
         return false;

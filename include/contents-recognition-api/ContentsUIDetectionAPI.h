@@ -50,14 +50,24 @@ class CRI_API CUDASubscriptionHandle {
     bool m_bValid;                     ///< until it is passed to Unsubscribe
 };
 
-/// Drives the contents-UI detection service and hands out its results. There is one object per
-/// process, made when the library is loaded and never destroyed.
+/// Drives the contents-UI detection service and hands out its results. One object per process,
+/// which GetInstance returns, gets them.
 ///
 /// Every operation may be called from any thread and from inside a callback; none throws. Callbacks
 /// run on the channel's notification thread, one after another in the order of their ids, with no
-/// lock of the library held. What they throw is dropped, and an empty one is skipped. A
-/// subscription that is ended while a result is being handed out does not get it if its turn has
-/// not come.
+/// lock of the library held. Beside them run those that the application causes on a thread of its
+/// own, with Receive..., CUDSClientNotificationProcess or CUDSClientNotificationThread, and one
+/// that still runs after a Finalize that gave false. What callbacks throw is dropped, and an empty
+/// one is skipped. A subscription that is ended while a result is being handed out does not get it
+/// if its turn has not come. A thread that is cancelled inside an operation ends in a callback or
+/// after the operation.
+///
+/// The process has one channel: whoever disconnects it (Finalize, CUDSDeRegist of the
+/// recognition-service client, CUDSClientInotifyDisconnect) silences every other subscriber. What
+/// connects it when it is not connected (Initialize, a subscription, CUDSRegist,
+/// CUDSClientInotifyConnect) truncates both message files, which all processes share, and writes a
+/// test line into them; see CUDSClientInotifyConnect for what that costs others. In a child made by
+/// fork the channel is disconnected; the subscriptions are there.
 ///
 /// Each JSON document of the service is one result. A document that cannot be parsed, is not of the
 /// type "ContentsUIdetection" or has no "result" object is dropped with the log line "There is no
@@ -67,22 +77,33 @@ class CRI_API ContentsUIDetectionAPI {
     typedef std::function<void(const std::vector<_DETECTED_RESULT>&)> DetectedCallback;
     typedef std::function<void(const _PIP_MODE_RESULT&)> PipModeCallback;
 
+    /// The object that gets the service's results, made when the library is loaded and never
+    /// destroyed: nobody deletes it.
+    /// @return the same at every call; never null, unless memory ran out at load and still does
     static ContentsUIDetectionAPI* GetInstance();
+
+    /// Makes another object, which an application does not need: its subscribers get only what is
+    /// handed to its own Receive..., it refuses the handles of other objects, and its Initialize
+    /// and Finalize act on the one channel. It belongs to who made it; some memory stays allocated
+    /// when it is destroyed. Throws std::bad_alloc when memory runs out.
     ContentsUIDetectionAPI();
     /// Neither copied nor assigned: a copy would refuse the handles of the original, and the
     /// original those of the copy.
     ContentsUIDetectionAPI(const ContentsUIDetectionAPI&) = delete;
     ContentsUIDetectionAPI& operator=(const ContentsUIDetectionAPI&) = delete;
 
-    /// Connects the message-file channel, which may take up to 2 s; see CUDSClientInotifyConnect.
+    /// Connects the message-file channel unless it is connected, which may take up to 2 s; see
+    /// CUDSClientInotifyConnect.
     /// @return true when it is connected afterwards
     bool Initialize();
 
     /// Disconnects the channel, waiting at most 2 s for a callback that is running; see
     /// CUDSClientInotifyDisconnect. The subscriptions stay.
-    /// @return true when it is disconnected afterwards. False from inside a callback, whose thread
-    ///         cannot wait for itself: nothing is delivered any more all the same, and a second
-    ///         call succeeds
+    /// @return true when its thread has ended, and when it was disconnected before. False when the
+    ///         thread cannot be waited for: from inside a callback, and when one runs for more than
+    ///         2 s. That callback may still run, also beside new ones after a new Initialize, so
+    ///         what it uses must stay; nothing else is delivered any more. A second call gives true
+    ///         and does not wait for it
     bool Finalize();
 
     /// Asks the service to start or stop its engine under four conditions, which are passed on

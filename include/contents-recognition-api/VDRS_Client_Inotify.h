@@ -4,7 +4,12 @@
 /// themselves. Requests are written into "/run/user/5001/vdrs_c2s_msg". Results are read from
 /// "/run/user/5001/vdrs_s2c_msg" by one notification thread, which waits for changes without
 /// polling and takes none of the process's signals. Every function may be called from any thread
-/// and from inside a result callback; none throws.
+/// and from inside a result callback; none throws. A thread that is cancelled inside one ends in a
+/// callback or after the function.
+///
+/// In a child made by fork the channel is disconnected, and may be connected anew. A child that is
+/// made in a callback inherits the notification thread's blocked signals; when the callback returns
+/// there, the child's thread ends, and with its last thread the child.
 #ifndef VDRS_CLIENT_INOTIFY_H
 #define VDRS_CLIENT_INOTIFY_H
 
@@ -14,25 +19,35 @@
 
 /// Starts the notification thread. On return the results file is being watched, or the log says why
 /// not; the wait for that is 2 s at the most. The service has to have created the file: without it
-/// the result is 1 all the same, and nothing comes before a disconnect and a new connect.
+/// the result is 1 all the same, and nothing comes before a disconnect and a new connect. So it is
+/// when the file is replaced by another, which is not watched.
 /// @return 1 when connected, also when that was so before; -2 when the thread cannot be started
 CRI_API int VDRS_Client_Inotify_Connect();
 
-/// Ends the notification thread and waits for it. Called on that thread, from inside a result
-/// callback, it cannot wait: the result is -3. A callback that holds the thread up for more than
-/// 2 s is left to itself: the result is 1. Either way the thread calls nobody any more, and ends
-/// with the callback.
-/// @return 1 when disconnected, also when that was so before; -3 on the notification thread itself
+/// Ends the notification thread and waits for it, and wakes the threads that run its body beside
+/// it. None of them hands out the records that are still in the file. The channel is disconnected
+/// afterwards whatever the result; a new connect hands out new results at once.
+/// @return 1 when the thread has ended, and when the channel was disconnected before. -3 when it
+///         could not be waited for: on that thread itself, inside a result callback, or when a
+///         callback holds it up for more than 2 s. That callback may still run, then also beside
+///         those of a new connect, and what it uses must stay; the thread calls nobody after it
+///         and ends with it
 CRI_API int VDRS_Client_Inotify_Disconnect();
 
-/// The notification thread's body, exported with the interface. On any other thread it does
-/// nothing.
+/// The notification thread's body, for a thread of the application: watches the results file beside
+/// the notification thread and calls the result callback on the calling thread, until the channel
+/// is disconnected. A disconnect wakes the thread but does not wait for it. Needs some 70 KiB of
+/// stack and what VDRS_Client_Notification_Process needs. While it waits the thread cannot be
+/// cancelled.
 /// @param arg  not read
-/// @return null
+/// @return null: at once when the channel is not connected or the file cannot be watched, as the
+///         log says
 CRI_API void* VDRS_Client_Notification_Thread(void* arg);
 
 /// Reads the results file once and calls the result callback, on the calling thread, for each
-/// record in it. The notification thread does this after every change.
+/// record in it. The notification thread does this after every change. Inside a callback it hands
+/// out the same records again: a callback that always calls it never comes to an end. A thread with
+/// a stack of 64 KiB can run it with VisionDataRecognitionAPI's own parser.
 /// @return 1 when the file was read; -3 when it cannot be resolved or opened, or is no regular file
 CRI_API int VDRS_Client_Notification_Process();
 
@@ -50,9 +65,11 @@ CRI_API int VDRS_Client_Inotify_Send(const char* method, void* arg);
 CRI_API int VDRS_Client_Inotify_Send(const char* method, int viewing, int bHDMI, int deviceType,
                                      std::string deviceName, int captureMode);
 
-/// Sets what is called with each result's JSON line, its newline included, on the notification
-/// thread and with no lock held; null for nothing. Of a line of more than 1998 characters it gets
-/// that many. What the callback throws is dropped. It stays set when the channel is disconnected.
+/// Sets what is called with each result's JSON line, with no lock held; null for nothing. It runs
+/// on the notification thread and on any thread that calls VDRS_Client_Notification_Process or the
+/// thread's body, so that calls may overlap. The newline is included, except in the last line of a
+/// file that does not end with one, and where the line is cut: at a NUL byte, or after 1998
+/// characters. What the callback throws is dropped. It stays set when the channel is disconnected.
 /// VisionDataRecognitionAPI sets its own at every subscription.
 /// @return 1
 CRI_API int VDRS_Register_LD_Callback(void (*callback)(std::string payload));

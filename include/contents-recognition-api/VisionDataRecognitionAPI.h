@@ -69,7 +69,9 @@ class CRI_API SubscriptionHandle {
 /// Every operation may be called from any thread and from inside a callback; none throws. Requests
 /// go into a message file and are not answered: one counts as sent when the file was opened for it,
 /// and a write that fails then is only logged. An operation that connects the channel first may
-/// take up to 2 s for that, and goes on also when the channel cannot be connected.
+/// take up to 2 s for that, and goes on also when the channel cannot be connected. A thread that is
+/// cancelled inside an operation ends in a callback or after the operation. In a child made by fork
+/// the channel is disconnected; the subscriptions are there.
 class CRI_API VisionDataRecognitionAPI {
   public:
     typedef std::function<void(const MOBILE_USAGE&)> LogoIconCallback;
@@ -81,15 +83,18 @@ class CRI_API VisionDataRecognitionAPI {
     VisionDataRecognitionAPI(const VisionDataRecognitionAPI&) = delete;
     VisionDataRecognitionAPI& operator=(const VisionDataRecognitionAPI&) = delete;
 
-    /// Connects the message-file channel once; see VDRS_Client_Inotify_Connect.
+    /// Connects the message-file channel unless it is connected; see VDRS_Client_Inotify_Connect.
     /// @return true when it is connected or was initialised before. False when it cannot be
-    ///         connected; it counts as initialised until Finalize all the same
+    ///         connected; it counts as initialised until Finalize all the same, and the next call
+    ///         tries again
     bool Initialize();
 
     /// Disconnects the channel, waiting at most 2 s for a callback that is running; see
     /// VDRS_Client_Inotify_Disconnect. The subscriptions stay.
-    /// @return true when it is disconnected or was not initialised. False from inside a callback,
-    ///         whose thread cannot wait for itself: nothing is delivered any more all the same
+    /// @return true when its thread has ended, and when it was not initialised. False when the
+    ///         thread cannot be waited for: from inside a callback, and when one runs for more than
+    ///         2 s. That callback may still run, also beside new ones after a new Initialize, so
+    ///         what it uses must stay; nothing else is delivered any more
     bool Finalize();
 
     /// Starts the analysis, or continues it after a pause; connects the channel first. Creates the
@@ -127,14 +132,16 @@ class CRI_API VisionDataRecognitionAPI {
 
     /// Subscribes to the results; connects the channel first. Results come only while the analysis
     /// runs. Callbacks run on the channel's notification thread, one after another in the order of
-    /// their ids, with no lock of the library held. They may call any operation: one that is ended
-    /// before its turn is not called, one that is added is called from the next result on. What
-    /// they throw is dropped; an empty one is skipped.
+    /// their ids, with no lock of the library held. Beside them run those that the application
+    /// causes on a thread of its own, with ReceiveLogoIconData, VDRS_Client_Notification_Process or
+    /// VDRS_Client_Notification_Thread, and one that still runs after a Finalize that gave false.
+    /// They may call any operation: one that is ended before its turn is not called, one that is
+    /// added is called from the next result on. What they throw is dropped; an empty one is
+    /// skipped.
     /// @param callback  moved in, and destroyed when the subscription has ended and no result is
     ///                  being handed out any more, or later when memory is short; on whichever
-    ///                  thread comes last. The record that it is given stays
-    ///                  valid during the call, and after it until the next record replaces it: copy
-    ///                  what is to be kept
+    ///                  thread comes last. The record that it is given stays valid during the call,
+    ///                  and after it until the next record replaces it: copy what is to be kept
     /// @return the handle, valid also when the channel could not be connected; ids start at 1 and
     ///         are never used twice. When memory runs out, a handle that is not valid: nothing is
     ///         subscribed then

@@ -2,9 +2,9 @@
 #include <string.h>
 
 #include <atomic>
-#include <new>
 
 #include "Client.h"
+#include "ForkedChild.h"
 
 using namespace cri;
 
@@ -18,17 +18,6 @@ std::mutex s_connectMutex;
 
 std::atomic<bool> s_busUsed;      // the bus library has been asked for a connection
 std::atomic<bool> s_busInParent;  // that was before this process was forked from its parent
-
-/// A child made by fork has none of the bus library's threads, and its locks may be taken for ever.
-/// The library's own may be taken too, by threads that the child does not have.
-void ForgetParent() {
-    if (s_busUsed) s_busInParent = true;
-    const pthread_mutex_t free = PTHREAD_MUTEX_INITIALIZER;
-    memcpy(&g_crsApiMutex, &free, sizeof free);
-    new (&s_connectMutex) std::mutex;
-    new (&g_slotMutex) std::mutex;
-    cri::FreeBusLocksInChild();
-}
 
 void LogNoBus(const char* reason) {
     CRI_LOG(DLOG_ERROR, "InitService", "bus get sync failed: %s\n", reason);
@@ -61,7 +50,7 @@ bool MakeProxy() {
 bool Connect() {
     std::lock_guard<std::mutex> lock(s_connectMutex);
     if (Load(Api::m_proxy)) return true;
-    if (!s_busUsed.exchange(true)) pthread_atfork(nullptr, nullptr, ForgetParent);
+    s_busUsed = true;
     if (!GetBus() || !MakeProxy()) return false;
     CRI_LOG(DLOG_DEBUG, "InitService", "m_connection=0x%p, m_proxy = 0x%p\n",
             static_cast<void*>(Api::m_connection), static_cast<void*>(Api::m_proxy));
@@ -69,6 +58,16 @@ bool Connect() {
 }
 
 }  // namespace
+
+/// A child has none of the bus library's threads, and that library's locks may be taken for ever.
+void cri::ForgetParentsBus() {
+    if (s_busUsed) s_busInParent = true;
+    const pthread_mutex_t free = PTHREAD_MUTEX_INITIALIZER;
+    memcpy(&g_crsApiMutex, &free, sizeof free);
+    Renew(s_connectMutex);
+    Renew(g_slotMutex);
+    RenewBusLocks();
+}
 
 bool cri::Connected(const char* function) {
     const CancellationHeldOff heldOff;

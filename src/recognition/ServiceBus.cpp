@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
-#include <new>
 #include <string_view>
 
 #include "Descriptor.h"
+#include "ForkedChild.h"
 #include "ServiceSignals.h"
 #include "Wall.h"
 
@@ -177,9 +177,9 @@ bool DescriptorsFree(int count) {
     return OpensDescriptors(std::min(count + s_callsUnderWay, kMostAtOnce));
 }
 
-void FreeBusLocksInChild() {
-    new (&s_updateMutex) std::mutex;
-    FreeSignalLockInChild();
+void RenewBusLocks() {
+    Renew(s_updateMutex);
+    RenewSignalLock();
 }
 
 }  // namespace cri

@@ -92,7 +92,7 @@ bool DescriptorsFree(int count);
 constexpr int kDescriptorsToCall = 2;
 constexpr char kNoDescriptor[] = "no free file descriptor";
 
-/// In a child made by fork: nobody else of this process holds a lock of this room.
-void FreeBusLocksInChild();
+/// In a child made by fork: nobody holds a lock of this room any more.
+void RenewBusLocks();
 
 }  // namespace cri

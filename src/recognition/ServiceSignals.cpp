@@ -7,9 +7,9 @@
 #include <list>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <string_view>
 
+#include "ForkedChild.h"
 #include "Log.h"
 #include "ServiceBus.h"
 
@@ -157,8 +157,8 @@ void WatchOverSignal(GDBusMessage* signal) {
             StartLook(subscription, own);
 }
 
-void FreeSignalLockInChild() {
-    new (&s_mutex) std::mutex;
+void RenewSignalLock() {
+    Renew(s_mutex);
 }
 
 }  // namespace cri

@@ -26,8 +26,8 @@ void EndServiceSignal(GDBusConnection* connection, guint id);
 /// iterates the main context that it waits in, the log says so, once a process.
 void WatchOverSignal(GDBusMessage* signal);
 
-/// In a child made by fork: nobody else of this process holds the lock.
-void FreeSignalLockInChild();
+/// In a child made by fork: nobody holds the lock of this room any more.
+void RenewSignalLock();
 
 /// Unpacks a signal's body. Anybody on the bus may send the signal, so a body of another type is
 /// refused: false, and the fields are untouched.

@@ -25,6 +25,7 @@ struct Channel {
     int (*connect)();
     int (*disconnect)();
     int (*process)();
+    void* (*threadBody)(void*);
     int (*setCallback)(void (*callback)(std::string payload));
     const char* connectFunction;
     const char* processFunction;
@@ -38,6 +39,7 @@ inline constexpr Channel kVdrs = {"Vdrs",
                                   VDRS_Client_Inotify_Connect,
                                   VDRS_Client_Inotify_Disconnect,
                                   VDRS_Client_Notification_Process,
+                                  VDRS_Client_Notification_Thread,
                                   VDRS_Register_LD_Callback,
                                   "VDRS_Client_Inotify_Connect",
                                   "VDRS_Client_Notification_Process"};
@@ -49,6 +51,7 @@ inline constexpr Channel kCuds = {"Cuds",
                                   CUDSClientInotifyConnect,
                                   CUDSClientInotifyDisconnect,
                                   CUDSClientNotificationProcess,
+                                  CUDSClientNotificationThread,
                                   CUDSRegisterDetectionResultCallback,
                                   "CUDSClientInotifyConnect",
                                   "CUDSClientNotificationProcess"};

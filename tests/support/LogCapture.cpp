@@ -1,6 +1,7 @@
 /// Stands in for the platform's logging service: the program's own symbols come before a library's.
 #include "LogCapture.h"
 
+#include <pthread.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <unistd.h>
@@ -61,6 +62,7 @@ Log& TheLog() {
 }
 
 int Keep(int priority, const char* tag, const char* format, va_list arguments) {
+    pthread_testcancel();  // as where the platform's service writes
     char text[4096];
     const int length = vsnprintf(text, sizeof text, format, arguments);
     TheLog().Add({priority, tag, format, text, gettid()});
