@@ -225,6 +225,7 @@ TEST_F(BridgeTest, PassesEveryStartAndStopOnAndDropsOtherBodies) {
         EXPECT_EQ(RequestAfter(body), stop);
     EXPECT_EQ(m_ui.Requests().size(), 5U);
     EXPECT_TRUE(Api::CUDSDeRegist(nullptr));
+    EXPECT_EQ(CountLogLines("CUDSClientInotifyDisconnect Successful\n"), 1U);
     EXPECT_FALSE(Api::SubscribeCUDSEvent(CONTENTS_RECOGNITION_EVENT_OTT, nullptr));
 }
 

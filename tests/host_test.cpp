@@ -158,19 +158,23 @@ TEST(HostTest, IsCancelledInACallback) {
     EXPECT_TRUE(Query());
 }
 
-[[noreturn]] void ExitWhileAQueryWaits() {
+[[noreturn]] void ExitWhileAQueryWaits(bool subscribed) {
     RecognitionService service;
+    if (subscribed && Api::SubscribeBlackScreenEvent([](cri_bs_info_s) {}) != 0) abort();
     service.SetAnswer("GetChannelName", Answer::Silence());
     std::thread(Query).detach();
     if (!service.WaitForCalls("GetChannelName", 1)) abort();
     exit(7);
 }
 
-TEST(HostDeathTest, ExitsAtOnceBesideAQueryWhenNothingWasSubscribed) {
+TEST(HostDeathTest, WaitsAtExitForAnOperationWhenReportsWereSubscribedOnly) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    const auto passed = ShortestDuration(
-        [] { EXPECT_EXIT(ExitWhileAQueryWaits(), testing::ExitedWithCode(7), ""); });
-    EXPECT_LT(passed, 1800ms);
+    const auto exits = [](bool subscribed) {
+        EXPECT_EXIT(ExitWhileAQueryWaits(subscribed), testing::ExitedWithCode(7), "");
+    };
+    EXPECT_LT(ShortestDuration([&] { exits(false); }), 1800ms);
+    const auto waited = Duration([&] { exits(true); });
+    EXPECT_GT(waited, 1900ms);
 }
 
 }  // namespace

@@ -381,22 +381,29 @@ TEST(SubscriberHandleTest, RefusesHandlesThatAreNotItsOwn) {
     EXPECT_FALSE(Vision()->Unsubscribe(foreign));
     EXPECT_TRUE(foreign.m_bValid);
     EXPECT_TRUE(Vision()->Unsubscribe(used));
+    EXPECT_EQ(CountLogLines("Succeed to unsubscribe\n"), 1U);
     EXPECT_FALSE(Vision()->Unsubscribe(used));
     EXPECT_EQ(CountLogLines("Wrong Handle : 1\n"), 2U);
     EXPECT_FALSE(Vision()->Unsubscribe(copy));
     EXPECT_FALSE(copy.m_bValid);
+    EXPECT_EQ(CountLogLines("Cannot find subscription infomation\n"), 1U);
+    EXPECT_EQ(CountLogLines("Succeed to unsubscribe\n"), 1U);
     CUDASubscriptionHandle noUi;
     EXPECT_FALSE(Ui()->Unsubscribe(noUi));
 }
 
 TEST(SubscriberHandleTest, NumbersBothKindsOfUiSubscriptionsInOneSequence) {
     const auto ignoreList = [](const std::vector<_DETECTED_RESULT>&) {};
-    EXPECT_EQ(Ui()->SubscribeDetectedCallback(ignoreList).m_id, 1U);
+    CUDASubscriptionHandle list = Ui()->SubscribeDetectedCallback(ignoreList);
+    EXPECT_EQ(list.m_id, 1U);
     CUDASubscriptionHandle mode = Ui()->SubscribePipModeCallback([](const _PIP_MODE_RESULT&) {});
     EXPECT_EQ(mode.m_id, 2U);
     EXPECT_EQ(Ui()->SubscribeDetectedCallback(ignoreList).m_id, 3U);
     EXPECT_TRUE(Ui()->Unsubscribe(mode));
     EXPECT_EQ(CountLogLines("Succeed to PipModeResult unsubscribe\n"), 1U);
+    EXPECT_EQ(CountLogLines("Succeed to DetectedResult unsubscribe\n"), 0U);
+    EXPECT_TRUE(Ui()->Unsubscribe(list));
+    EXPECT_EQ(CountLogLines("Succeed to DetectedResult unsubscribe\n"), 1U);
 }
 
 }  // namespace

@@ -88,6 +88,10 @@ TEST(PreparationTest, LeavesAFileBehindALinkAloneInAnyWorkingDirectory) {
         EXPECT_EQ(CUDSInotifyInit("cuds_s2c_msg"), 1);
         EXPECT_EQ(elsewhere.Read(), "untouched");
     }
+    const std::string gone = "/run/user/5001/gone";
+    std::filesystem::create_directory(gone);
+    ASSERT_EQ(chdir(gone.c_str()), 0);
+    ASSERT_EQ(rmdir(gone.c_str()), 0);
     EXPECT_EQ(CUDSClientInotifyConnect(), 1);
     EXPECT_EQ(CUDSClientInotifyDisconnect(), 1);
     EXPECT_EQ(elsewhere.Read(), "untouched");

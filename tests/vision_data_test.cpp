@@ -1,7 +1,11 @@
 /// The vision-data client: control of the analysis, its marker and utilities, and its documents.
+#include <errno.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <string.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +18,21 @@
 #include "HomeDataControlAPI.h"
 #include "LogCapture.h"
 #include "VisionDataRecognitionAPI.h"
+
+namespace {
+
+const char* s_missing = nullptr;  ///< a path that is not there when it is asked for
+
+}  // namespace
+
+/// In the place of the C library's.
+extern "C" int access(const char* path, int mode) noexcept {
+    if (s_missing && strcmp(path, s_missing) == 0) {
+        errno = ENOENT;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_faccessat, AT_FDCWD, path, mode));
+}
 
 namespace {
 
@@ -104,6 +123,16 @@ TEST_F(VisionDataTest, LeavesAMarkerAloneAndNeverFollowsALink) {
     EXPECT_EQ(CountLogLines(std::string("file open error ") + kMarker + "\n"), 1U);
 }
 
+TEST_F(VisionDataTest, StartsWhenAnotherProcessIsQuickerToMakeTheMarker) {
+    const MessageFile marker("org.olvex.contents-recognition-api.busy", "theirs");
+    s_missing = kMarker;  // as it was a moment ago
+    EXPECT_TRUE(Api().StartAnalyze("vdrs_method_ld_start", 1));
+    s_missing = nullptr;
+    EXPECT_EQ(marker.Read(), "theirs");
+    EXPECT_EQ(TakeRequest(), "vdrs_method_ld_start\n0 -1 0 unknown 5 \n");
+    EXPECT_TRUE(Api().StopAnalyze("vdrs_method_ld_stop"));
+}
+
 TEST_F(VisionDataTest, CountsAsStartedAlsoWhenTheRequestCannotBeWritten) {
     ASSERT_EQ(unlink(m_requests.Path().c_str()), 0);
     ASSERT_EQ(mkdir(m_requests.Path().c_str(), 0700), 0);
@@ -154,6 +183,8 @@ TEST_F(VisionDataTest, ConvertsALockerAndGivesAProviderThatWasTakenAwayAnew) {
     static const VDRAPIProvider* const s_first = VDRAPIProvider::GetInstance();
     EXPECT_EQ(VDRAPIProvider::GetInstance(), s_first);
     VDRAPIProvider::m_pInstance = nullptr;
+    VDRLocker locker;
+    for (int i = 0; i < 2; ++i) AutoLock lock(locker);  // hangs unless the first one unlocks
     std::vector<std::thread> callers;
     for (int i = 0; i < 4; ++i)
         callers.emplace_back([] {
@@ -170,10 +201,12 @@ TEST(ShellTest, GivesTheWaitStatusWhateverTheHostDoesWithSignals) {
     action.sa_handler = [](int) {
         if (getpid() != s_self) ++s_elsewhere;  // shared memory: seen here when it ran in the child
     };
-    sigaction(SIGUSR1, &action, nullptr);
+    sigaction(SIGURG, &action, nullptr);
+    ASSERT_EQ(setpgid(0, 0), 0);
     std::atomic<bool> signalling{true};
+    // To the shell as well, from its very first moment.
     std::thread sender([&] {
-        while (signalling) kill(s_self, SIGUSR1);
+        while (signalling) kill(0, SIGURG);
     });
     for (int i = 0; i < 50; ++i) {
         const int status = m_ExecuteShell("exit 7");
