@@ -12,6 +12,7 @@
 #include "FileChannel.h"
 #include "ForkedChild.h"
 #include "JsonDocument.h"
+#include "JsonTools.h"
 #include "Log.h"
 #include "SubscriberList.h"
 #include "Wall.h"
@@ -173,6 +174,7 @@ void _CUDS_Client_Result(std::string payload) {
     CRI_LOG(DLOG_ERROR, function, "_CUDS_Client_Result called! from service : %s\n",
             payload.c_str());
     const cri::JsonDocument document(payload);
+    cri::JsonTools::GiveBack(std::move(payload));
     const Json::Value* const root = document.Parsed() ? &document.Root() : nullptr;
     const Json::Value* const result = Member(root, "result");
     if (cri::ReadText(Member(root, "type")) == "ContentsUIdetection" && result &&

@@ -211,7 +211,7 @@ bool FileChannel::ReadRecord(LineReader& lines, std::string_view methodLine) {
         CHANNEL_LOG(DLOG_ERROR, m_face.process, "get highlight fgets error\n");
         return false;
     }
-    Deliver(std::string(payload));
+    Deliver(JsonTools::TextOf(payload));
     return true;
 }
 

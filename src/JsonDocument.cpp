@@ -2,6 +2,7 @@
 #include "JsonDocument.h"
 
 #include <algorithm>
+#include <locale>
 
 #include "JsonTools.h"
 #include "Wall.h"
@@ -107,22 +108,34 @@ std::string PointRemover::ExponentOf(std::size_t mark, std::size_t fraction) con
     return std::to_string(exponent - static_cast<long long>(fraction));
 }
 
+bool HostIsClassic() {
+    return std::locale() == std::locale::classic();
+}
+
+bool Parse(std::string_view text, Json::Value& root) {
+    const JsonTools tools;
+    return tools.Reader().parse(text.data(), text.data() + text.size(), &root, nullptr);
+}
+
+bool ParseAnywhere(std::string_view text, Json::Value& root) {
+    if (HostIsClassic()) {
+        const bool parsed = Parse(text, root);
+        if (HostIsClassic()) return parsed;  // all the time
+    }
+    PointRemover remover(text);
+    return Parse(remover.Run(), root);
+}
+
 template <class Result, class Read>
 Result ReadOr(const Json::Value* value, Result missing, Read read) {
     if (!value) return missing;
-    return Walled(missing, [&] { return read(*value); });
+    return CatchAll(missing, [&] { return read(*value); });
 }
 
 }  // namespace
 
 JsonDocument::JsonDocument(std::string_view text)
-    : m_parsed(Walled(false, [this, text] {
-          PointRemover remover(text);
-          const std::string_view document = remover.Run();
-          const JsonTools tools;
-          return tools.Reader().parse(document.data(), document.data() + document.size(), &m_root,
-                                      nullptr);
-      })) {}
+    : m_parsed(Walled(false, [this, text] { return ParseAnywhere(text, m_root); })) {}
 
 const Json::Value* Member(const Json::Value* parent, std::string_view name) {
     if (!parent || !parent->isObject()) return nullptr;

@@ -12,8 +12,9 @@ namespace cri {
 /// Parses one document with jsoncpp's default settings.
 ///
 /// jsoncpp reads a real number through a stream, which follows the host's global C++ locale: where
-/// that has a decimal comma, 0.93 is no number. So each real's decimal point is written into its
-/// exponent first, 0.93 as 093e-2, which is the same number in every locale.
+/// that has a decimal comma, 0.93 is no number. So where it is not the classic one, each real's
+/// decimal point is written into its exponent first, 0.93 as 093e-2, which is the same number in
+/// every locale.
 class JsonDocument {
   public:
     /// @param text  one document; what follows it is ignored. Read in the constructor only

@@ -7,6 +7,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 namespace cri {
 
@@ -34,29 +35,36 @@ class JsonTools {
 
     /// As Json::writeString does with a default builder.
     std::string Written(const Json::Value& value) const {
-        auto& [writer, text] = t_kept->Writing();
-        text.clear();  // a stream that once failed, for want of memory, fails until it is told
-        text.str({});
-        writer->write(value, &text);
-        return text.str();
+        auto& writer = t_kept->m_writer;
+        auto& text = t_kept->m_writing;
+        if (!writer) writer.reset(Json::StreamWriterBuilder().newStreamWriter());
+        if (!text) text.emplace();
+        text->clear();  // a stream that once failed, for want of memory, fails until it is told
+        text->str({});
+        writer->write(value, &*text);
+        return text->str();
+    }
+
+    /// A document's text for a callback that takes it by value; of memory that was given back, so
+    /// that a large block is not asked for and split up again at each document.
+    static std::string TextOf(std::string_view document) {
+        std::string text;
+        if (t_kept) text.swap(t_kept->m_text);
+        text.assign(document);
+        return text;
+    }
+    static void GiveBack(std::string&& text) {
+        if (t_kept) t_kept->m_text.swap(text);
     }
 
   private:
-    struct Writer {
-        std::unique_ptr<Json::StreamWriter> writer{Json::StreamWriterBuilder().newStreamWriter()};
-        std::ostringstream text;
-    };
-
-    Writer& Writing() {
-        if (!m_writing) m_writing.emplace();
-        return *m_writing;
-    }
-
     static inline thread_local JsonTools* t_kept = nullptr;
 
     JsonTools* const m_outer;
     std::unique_ptr<Json::CharReader> m_reader;
-    std::optional<Writer> m_writing;
+    std::unique_ptr<Json::StreamWriter> m_writer;
+    std::optional<std::ostringstream> m_writing;
+    std::string m_text;
 };
 
 }  // namespace cri

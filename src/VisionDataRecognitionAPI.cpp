@@ -336,8 +336,9 @@ MOBILE_USAGE::TextRegion ReadTextRegion(const Json::Value* region) {
     return read;
 }
 
-void Receive(cri::VisionDataState& state, const MOBILE_USAGE& usage) {
-    auto record = std::make_shared<const MOBILE_USAGE>(usage);
+template <class Usage>
+void Receive(cri::VisionDataState& state, Usage&& usage) {
+    auto record = std::make_shared<const MOBILE_USAGE>(std::forward<Usage>(usage));
     {
         std::shared_ptr<const MOBILE_USAGE> replaced = record;
         const std::lock_guard<std::mutex> lock(state.m_usageMutex);
@@ -355,7 +356,7 @@ void ParseLogoIcon(const Json::Value* analysis) {
     usage.ContentsStatus = cri::ReadText(Member(analysis, "ContentsStatus"));
     usage.TitleName = cri::ReadText(Member(analysis, "TitleName"));
     usage.text_roi = ReadTextRegion(Member(analysis, "text_roi"));
-    Receive(SharedState(), usage);
+    Receive(SharedState(), std::move(usage));
     VDR_LOG(DLOG_INFO, function, "ParseLogoIcon done\n");
 }
 
@@ -378,6 +379,7 @@ void _VDRS_Client_LD(std::string payload) {
     VDR_LOG(DLOG_ERROR, function, "_VDRS_Client_LD called! from service : %s\n", payload.c_str());
     VDR_LOG(DLOG_INFO, function, "from service : %s\n", payload.c_str());
     const cri::JsonDocument document(payload);
+    cri::JsonTools::GiveBack(std::move(payload));
     const Json::Value* const root = document.Parsed() ? &document.Root() : nullptr;
     const Json::Value* const type = Member(root, "type");
     if (!type || !type->isString() || cri::ReadText(type) != "AnalyzeResult") {
