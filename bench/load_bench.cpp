@@ -19,7 +19,7 @@ double Load(const char* path) {
 
 int main() {
     return cri_bench::Compare(
-               {"loading the library", 1.10, [] { return Load(CRI_BENCH_EMPTY_LIBRARY); },
+               {"loading the library", 1.05, [] { return Load(CRI_BENCH_EMPTY_LIBRARY); },
                 [] { return Load(CRI_BENCH_LIBRARY); }},
                kRounds)
                ? 0
