@@ -1,14 +1,11 @@
 /// The UI-detection parser on any document, against jsoncpp's own reading of it.
-#include "CUDSClientInotify.h"
-#include "ContentsUIDetectionAPI.h"
-#include "FileChannel.h"
 #include "Reference.h"
+#include "ui_detection/Client.h"
 
 using namespace cri_fuzz;
 
 namespace {
 
-void (*s_parser)(std::string payload);
 int s_lists, s_modes;
 std::vector<_DETECTED_RESULT> s_list;
 _PIP_MODE_RESULT s_mode;
@@ -46,27 +43,6 @@ void ExpectSame(const Json::Value& result) {
 
 }  // namespace
 
-// The channel: keeps the parser that the client registers.
-int CUDSClientInotifyConnect() {
-    return 1;
-}
-int CUDSClientInotifySend(const char*, int, int, int, int) {
-    return 1;
-}
-int CUDSRegisterDetectionResultCallback(void (*callback)(std::string payload)) {
-    s_parser = callback;
-    return 1;
-}
-
-// Has no thread here: the parser is called by hand.
-cri::FileChannel& cri::CudsChannel() {
-    static constexpr ChannelFace s_face = {};
-    static std::atomic<int> s_running{0};
-    static std::atomic<ResultCallback> s_callback{nullptr};
-    static auto* const s_channel = new FileChannel(s_face, s_running, s_callback);
-    return *s_channel;
-}
-
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     ContentsUIDetectionAPI* const client = ContentsUIDetectionAPI::GetInstance();
     client->SubscribeDetectedCallback([](const std::vector<_DETECTED_RESULT>& list) {
@@ -87,7 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     s_lists = s_modes = 0;
     {
         const CommaLocale host;
-        s_parser(text);
+        cri::_CUDS_Client_Result(text);
     }
     Expect(s_lists == (expected ? 1 : 0) && s_modes == s_lists);
     if (expected) ExpectSame(result);

@@ -1,14 +1,11 @@
 /// The logo-icon parser on any document, against jsoncpp's own reading of it.
-#include "FileChannel.h"
 #include "Reference.h"
-#include "VDRS_Client_Inotify.h"
-#include "VisionDataRecognitionAPI.h"
+#include "vision_data/Client.h"
 
 using namespace cri_fuzz;
 
 namespace {
 
-void (*s_parser)(std::string payload);
 int s_deliveries;
 MOBILE_USAGE s_usage;
 
@@ -51,29 +48,8 @@ void ExpectSame(const Json::Value& analysis) {
 
 }  // namespace
 
-// The channel: keeps the parser that the client registers.
-int VDRS_Client_Inotify_Connect() {
-    return 1;
-}
-int VDRS_Client_Inotify_Send(const char*, void*) {
-    return 1;
-}
-int VDRS_Client_Inotify_Send(const char*, int, int, int, std::string, int) {
-    return 1;
-}
-int VDRS_Register_LD_Callback(void (*callback)(std::string payload)) {
-    s_parser = callback;
-    return 1;
-}
-
-// Has no thread here: the parser is called by hand.
-cri::FileChannel& cri::VdrsChannel() {
-    static constexpr ChannelFace s_face = {};
-    static std::atomic<int> s_running{0};
-    static std::atomic<ResultCallback> s_callback{nullptr};
-    static auto* const s_channel = new FileChannel(s_face, s_running, s_callback);
-    return *s_channel;
-}
+/// Which the library makes where it is loaded.
+VisionDataRecognitionAPI VisionDataRecognitionAPI::s_Instance;
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     VisionDataRecognitionAPI::GetInstance()->SubscribeLogoIconInfo([](const MOBILE_USAGE& usage) {
@@ -90,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     s_deliveries = 0;
     {
         const CommaLocale host;
-        s_parser(text);
+        cri::_VDRS_Client_LD(text);
     }
     Expect(s_deliveries == (expected ? 1 : 0));
     if (expected) ExpectSame(analysis);

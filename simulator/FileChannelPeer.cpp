@@ -20,7 +20,7 @@
 #include <sstream>
 #include <system_error>
 
-#include "../src/Wall.h"
+#include "../src/base/Wall.h"
 
 namespace cri_sim {
 namespace {

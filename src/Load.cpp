@@ -2,9 +2,10 @@
 /// the order in which they stand here is the order in which they are made.
 #include <iostream>  // first the standard streams: callbacks at exit may print
 
-#include "Client.h"
-#include "ForkedChild.h"
 #include "VisionDataRecognitionAPI.h"
+#include "recognition/Client.h"
+#include "ui_detection/Channel.h"
+#include "vision_data/Channel.h"
 
 /// Before the end of the reports, which empties it, so that it is destroyed after that.
 std::map<int, CContentsRecognitionAPI::BlackScreenCallback>

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "Client.h"
+#include "recognition/Client.h"
 
 using namespace cri;
 

@@ -1,5 +1,5 @@
 /// Change events: their subscription, and the slots that all signals of the service have.
-#include "Client.h"
+#include "recognition/Client.h"
 
 using namespace cri;
 

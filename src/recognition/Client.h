@@ -7,13 +7,13 @@
 
 #include <mutex>
 
-#include "AtomicWord.h"
 #include "ContentsRecognitionAPI.h"
 #include "ContentsUIDetectionAPI.h"
-#include "Log.h"
-#include "ServiceBus.h"
-#include "ServiceSignals.h"
-#include "Wall.h"
+#include "base/AtomicWord.h"
+#include "base/Log.h"
+#include "base/Wall.h"
+#include "recognition/ServiceBus.h"
+#include "recognition/ServiceSignals.h"
 
 namespace cri {
 
@@ -120,7 +120,10 @@ Started StartContentArea(const DetectorStart& start, Api::ContentAreaCallback ca
 /// @return the request's result
 bool StopContentArea(bool (*request)());
 
-// ---- Load and exit ----
+// ---- Load, fork and exit ----
+
+/// In a child made by fork: leaves the bus unusable and the client's locks free.
+void ForgetParentsBus();
 
 /// At exit, before the callback map is destroyed.
 void EndReports();

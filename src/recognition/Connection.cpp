@@ -3,8 +3,8 @@
 
 #include <atomic>
 
-#include "Client.h"
-#include "ForkedChild.h"
+#include "base/ForkedChild.h"
+#include "recognition/Client.h"
 
 using namespace cri;
 

@@ -1,6 +1,6 @@
 /// Content-area detection: the recognition service's detector, and the logo detector behind it.
-#include "Client.h"
 #include "VisionDataRecognitionAPI.h"
+#include "recognition/Client.h"
 
 using namespace cri;
 

@@ -1,5 +1,5 @@
 /// What the set is showing: one question to the service each.
-#include "Client.h"
+#include "recognition/Client.h"
 #include "vconf.h"
 
 using namespace cri;

@@ -1,5 +1,5 @@
 /// Control of the capture engine and its two detectors, and the detectors' reports.
-#include "Client.h"
+#include "recognition/Client.h"
 
 using namespace cri;
 

@@ -1,5 +1,5 @@
 /// The recognition service on the bus: its proxy, and calls to it.
-#include "ServiceBus.h"
+#include "recognition/ServiceBus.h"
 
 #include <sys/eventfd.h>
 
@@ -8,10 +8,10 @@
 #include <mutex>
 #include <string_view>
 
-#include "Descriptor.h"
-#include "ForkedChild.h"
-#include "ServiceSignals.h"
-#include "Wall.h"
+#include "base/Descriptor.h"
+#include "base/ForkedChild.h"
+#include "base/Wall.h"
+#include "recognition/ServiceSignals.h"
 
 namespace cri {
 namespace {

@@ -1,7 +1,7 @@
 /// Subscriptions of the recognition service's signals, and a watch over signals that nobody takes.
 #define CRI_LOG_UNIT "ContentsRecognitionAPI"
 
-#include "ServiceSignals.h"
+#include "recognition/ServiceSignals.h"
 
 #include <atomic>
 #include <list>
@@ -9,9 +9,9 @@
 #include <mutex>
 #include <string_view>
 
-#include "ForkedChild.h"
-#include "Log.h"
-#include "ServiceBus.h"
+#include "base/ForkedChild.h"
+#include "base/Log.h"
+#include "recognition/ServiceBus.h"
 
 namespace cri {
 namespace {

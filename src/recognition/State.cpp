@@ -1,5 +1,5 @@
 /// The exported state of the recognition-service client that needs no constructor at load.
-#include "Client.h"
+#include "recognition/Client.h"
 
 const char* const CONTENTS_RECOGNITION_EVENTS_STR[13] = {
     "CONTENTS_RECOGNITION_EVENT_UNKNOWN",

@@ -1,5 +1,5 @@
 /// Lets the recognition service's signal start and stop UI detection.
-#include "Client.h"
+#include "recognition/Client.h"
 
 using namespace cri;
 

@@ -2,8 +2,12 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <condition_variable>
+#include <fstream>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -15,6 +19,8 @@
 #include "VDRS_Client_Inotify.h"
 
 namespace cri_test {
+
+using Clock = std::chrono::steady_clock;
 
 struct Channel {
     const char* name;
@@ -112,6 +118,54 @@ class ChannelTest : public testing::TestWithParam<Channel> {
     const Channel m_channel;
     MessageFile m_results;
 };
+
+/// With results that a peer writes while the channel watches.
+class WatchedChannelTest : public ChannelTest {
+  protected:
+    ~WatchedChannelTest() override { m_channel.disconnect(); }
+
+    void ConnectAndDeliver(const std::string& payload) {
+        ASSERT_EQ(m_channel.connect(), 1);
+        const std::size_t before = Delivered().All().size();
+        Rewrite(payload);
+        ASSERT_TRUE(Delivered().WaitFor(before + 1));
+    }
+
+    /// Rewrites the result file in place with one modification: longer than what stood there.
+    void Rewrite(const std::string& payload) {
+        std::fstream file(m_results.Path(), std::ios::in | std::ios::out);
+        file << Record(payload) << std::string(200, '\n') << std::flush;
+    }
+
+    /// One rewrite more, and the count after it and everything before it.
+    std::size_t CountAfterAll() {
+        const std::string last = "last" + std::to_string(++m_barriers);
+        Rewrite(last);
+        const auto limit = Clock::now() + std::chrono::seconds(5);
+        while (Clock::now() < limit) {
+            const auto all = Delivered().All();
+            if (!all.empty() && all.back() == last + "\n") return all.size() - 1;
+            Delivered().WaitFor(all.size() + 1, std::chrono::milliseconds(100));
+        }
+        ADD_FAILURE() << "nothing more was delivered";
+        return 0;
+    }
+
+    static std::chrono::milliseconds Since(Clock::time_point start) {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+    }
+
+    int m_barriers = 0;
+};
+
+inline bool IsVdrs(const Channel& channel) {
+    return channel.connect == kVdrs.connect;
+}
+
+/// Of the calling thread.
+inline pid_t ThreadId() {
+    return static_cast<pid_t>(syscall(SYS_gettid));
+}
 
 #define CRI_FOR_BOTH_CHANNELS(suite)                                     \
     INSTANTIATE_TEST_SUITE_P(Both, suite, testing::Values(kVdrs, kCuds), \

@@ -3,18 +3,20 @@
 
 #include "VDRS_Client_Inotify.h"
 
-#include <pthread.h>
 #include <string.h>
 
-#include "FileChannel.h"
-#include "Log.h"
-#include "Wall.h"
+#include "Channel.h"
+#include "base/Immortal.h"
+#include "base/Log.h"
+#include "base/Wall.h"
 
 namespace {
 
 /// 1 while the notification thread is meant to run.
 std::atomic<int> g_vdrsRunning{0};
 std::atomic<cri::ResultCallback> g_vdrsResultCallback{nullptr};
+/// Started by the last connect; null when not connected.
+constinit cri::Immortal<std::shared_ptr<cri::NotificationThread>> g_vdrsThread;
 
 constexpr cri::ChannelFace kFace = {
     .family = cri::ChannelFace::Family::kVdr,
@@ -51,9 +53,15 @@ void ComposeValues(char* message, std::size_t size, const char* method, int view
 
 }  // namespace
 
+namespace {
+
+constinit cri::Immortal<cri::FileChannel> s_channel{kFace, g_vdrsRunning, g_vdrsThread.object,
+                                                    g_vdrsResultCallback};
+
+}  // namespace
+
 cri::FileChannel& cri::VdrsChannel() {
-    static auto* const s_channel = new FileChannel(kFace, g_vdrsRunning, g_vdrsResultCallback);
-    return *s_channel;
+    return s_channel.object;
 }
 
 namespace {

@@ -15,9 +15,8 @@ namespace cri {
 class CancellationHeldOff {
   public:
     CancellationHeldOff() {
-        int before = PTHREAD_CANCEL_ENABLE;
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
-        if (t_depth++ == 0) t_hostState = before;
+        if (t_depth == 0) pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &t_hostState);
+        ++t_depth;
     }
     /// May throw: a host that allows its cancellation at any point is cancelled here.
     ~CancellationHeldOff() noexcept(false) {

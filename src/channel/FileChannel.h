@@ -9,9 +9,9 @@
 #include <span>
 #include <string>
 
-#include "Descriptor.h"
-#include "LineReader.h"
-#include "NotificationThread.h"
+#include "base/Descriptor.h"
+#include "channel/LineReader.h"
+#include "channel/NotificationThread.h"
 #include "dlog.h"
 
 namespace cri {
@@ -56,9 +56,11 @@ struct ChannelFace {
 
 class FileChannel {
   public:
-    FileChannel(const ChannelFace& face, std::atomic<int>& running,
-                std::atomic<ResultCallback>& resultCallback)
-        : m_face(face), m_running(running), m_resultCallback(resultCallback) {}
+    /// The state of the channel is its face's.
+    constexpr FileChannel(const ChannelFace& face, std::atomic<int>& running,
+                          std::shared_ptr<NotificationThread>& thread,
+                          std::atomic<ResultCallback>& resultCallback)
+        : m_face(face), m_running(running), m_thread(thread), m_resultCallback(resultCallback) {}
 
     /// The operations behind the channel's functions, with their results.
     int Connect();
@@ -103,13 +105,9 @@ class FileChannel {
 
     const ChannelFace& m_face;
     std::atomic<int>& m_running;
+    std::shared_ptr<NotificationThread>& m_thread;  ///< null when not connected
     std::atomic<ResultCallback>& m_resultCallback;
-    std::mutex m_mutex;                            ///< serialises connecting and disconnecting
-    std::shared_ptr<NotificationThread> m_thread;  ///< null when not connected
+    std::mutex m_mutex;  ///< serialises connecting and disconnecting
 };
-
-/// The two channels. They live as long as the process: their threads may deliver while it exits.
-FileChannel& VdrsChannel();
-FileChannel& CudsChannel();
 
 }  // namespace cri

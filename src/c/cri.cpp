@@ -2,7 +2,7 @@
 #include "cri.h"
 
 #include "ContentsRecognitionAPI.h"
-#include "Wall.h"
+#include "base/Wall.h"
 
 using Api = CContentsRecognitionAPI;
 

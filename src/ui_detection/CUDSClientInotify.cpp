@@ -7,20 +7,22 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
-#include <pthread.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 
-#include "FileChannel.h"
-#include "Log.h"
-#include "Wall.h"
+#include "Channel.h"
+#include "base/Immortal.h"
+#include "base/Log.h"
+#include "base/Wall.h"
 
 namespace {
 
 /// 1 while the notification thread is meant to run.
 std::atomic<int> g_cudsRunning{0};
 std::atomic<cri::ResultCallback> g_cudsResultCallback{nullptr};
+/// Started by the last connect; null when not connected.
+constinit cri::Immortal<std::shared_ptr<cri::NotificationThread>> g_cudsThread;
 
 bool PrepareFiles();
 
@@ -97,9 +99,15 @@ bool WriteTestLine(const char* path) {
 
 }  // namespace
 
+namespace {
+
+constinit cri::Immortal<cri::FileChannel> s_channel{kFace, g_cudsRunning, g_cudsThread.object,
+                                                    g_cudsResultCallback};
+
+}  // namespace
+
 cri::FileChannel& cri::CudsChannel() {
-    static auto* const s_channel = new FileChannel(kFace, g_cudsRunning, g_cudsResultCallback);
-    return *s_channel;
+    return s_channel.object;
 }
 
 int CUDSInotifyInit(const char* fileName) {

@@ -12,18 +12,20 @@
 #include <memory>
 #include <mutex>
 
-#include "Descriptor.h"
+#include "base/Descriptor.h"
 
 namespace cri {
+
+class FileChannel;
 
 class NotificationThread {
   public:
     using Body = std::function<void(NotificationThread&)>;
 
     /// Starts a thread that runs `body` and takes none of the host's signals.
-    /// @param owner  what tells the threads of one channel from those of another
+    /// @param channel  that it belongs to
     /// @return null when it cannot be started
-    static std::shared_ptr<NotificationThread> Start(Body body, const void* owner);
+    static std::shared_ptr<NotificationThread> Start(Body body, const FileChannel* channel);
 
     /// The state of the calling thread; null when it is no notification thread.
     static NotificationThread* Current();
@@ -42,19 +44,19 @@ class NotificationThread {
         const Service* const m_outer;  ///< in whose callback this one was begun
     };
 
-    /// The connection of this owner's that the calling thread serves; null when it serves none.
-    static const NotificationThread* CurrentOf(const void* owner);
+    /// The connection of this channel's that the calling thread serves; null when it serves none.
+    static const NotificationThread* CurrentOf(const FileChannel* channel);
 
-    /// Whether the calling thread serves a connection of this owner's and must not deliver any
+    /// Whether the calling thread serves a connection of this channel's and must not deliver any
     /// more.
-    static bool CurrentIsRetired(const void* owner) {
-        const NotificationThread* const current = CurrentOf(owner);
+    static bool CurrentIsRetired(const FileChannel* channel) {
+        const NotificationThread* const current = CurrentOf(channel);
         return current && !current->Running();
     }
 
-    /// In a child made by fork: retires what the calling thread serves of this owner's. The wake-up
-    /// is the parent's as well and is left alone.
-    static void RetireInChild(const void* owner);
+    /// In a child made by fork: retires what the calling thread serves of this channel's. The
+    /// wake-up is the parent's as well and is left alone.
+    static void RetireInChild(const FileChannel* channel);
 
     ~NotificationThread() = default;
     NotificationThread(const NotificationThread&) = delete;
@@ -84,13 +86,13 @@ class NotificationThread {
   private:
     struct Ending;
 
-    NotificationThread(Body body, const void* owner);
+    NotificationThread(Body body, const FileChannel* channel);
     static void* Run(void* shared);
     bool Create(std::shared_ptr<NotificationThread>* shared);
     void SetEnded();
 
     const Body m_body;
-    const void* const m_owner;
+    const FileChannel* const m_channel;
     const Descriptor m_wake;
     std::atomic<bool> m_running{true};
     pthread_t m_thread{};

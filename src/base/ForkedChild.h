@@ -12,9 +12,4 @@ void Renew(Lock& lock) {
     new (&lock) Lock;
 }
 
-/// The part of each client, called in the child, where there is no other thread.
-void ForgetParentsBus();
-void ForgetParentsVisionData();
-void ForgetParentsUiDetection();
-
 }  // namespace cri

@@ -1,5 +1,5 @@
 /// Lines of a file that somebody else writes.
-#include "LineReader.h"
+#include "channel/LineReader.h"
 
 #include <errno.h>
 #include <string.h>

@@ -1,23 +1,17 @@
-/// The UI-detection client: control of the detection engine, its results and their subscribers.
-#define CRI_LOG_UNIT "ContentsUIDetectionAPI"
-
-#include "ContentsUIDetectionAPI.h"
-
+/// The UI-detection client: its channel's connection, control of the detection engine, its
+/// subscribers.
 #include <pthread.h>
 
 #include <atomic>
 #include <mutex>
 
 #include "CUDSClientInotify.h"
-#include "FileChannel.h"
-#include "ForkedChild.h"
-#include "JsonDocument.h"
-#include "JsonTools.h"
-#include "Log.h"
-#include "SubscriberList.h"
-#include "Wall.h"
+#include "Client.h"
+#include "base/ForkedChild.h"
+#include "base/Wall.h"
+#include "channel/FileChannel.h"
+#include "channel/SubscriberList.h"
 
-using cri::Member;
 using cri::Walled;
 
 int g_hdmiport = 0;
@@ -30,8 +24,8 @@ ContentsUIDetectionAPI* ContentsUIDetectionAPI::s_pInstance = nullptr;
 struct cri::UiDetectionState {
     bool m_connected = false;                     ///< guarded by s_initMutex
     std::atomic<unsigned long long> m_lastId{0};  ///< of both kinds
-    cri::SubscriberList<_PIP_MODE_RESULT> m_pipModeSubscribers{&cri::CudsChannel()};
-    cri::SubscriberList<std::vector<_DETECTED_RESULT>> m_detectedSubscribers{&cri::CudsChannel()};
+    cri::SubscriberList<_PIP_MODE_RESULT> m_pipModeSubscribers{cri::CudsChannel()};
+    cri::SubscriberList<std::vector<_DETECTED_RESULT>> m_detectedSubscribers{cri::CudsChannel()};
 };
 
 namespace {
@@ -135,56 +129,7 @@ bool ContentsUIDetectionAPI::SetAdaptiveSoundOnOffChange(int adaptiveSoundOnOff)
     return true;
 }
 
-// ---- Results ----
-
-namespace {
-
-_DETECTED_RESULT ReadDetected(const Json::Value& element) {
-    const Json::Value* const box = Member(&element, "bbox");
-    return {
-        cri::ReadFloat(Member(box, "left")),       cri::ReadFloat(Member(box, "top")),
-        cri::ReadFloat(Member(box, "right")),      cri::ReadFloat(Member(box, "bottom")),
-        cri::ReadFloat(Member(&element, "score")), cri::ReadUnsigned(Member(&element, "class_id"))};
-}
-
-std::vector<_DETECTED_RESULT> ReadDetectedList(const Json::Value* list) {
-    std::vector<_DETECTED_RESULT> results;
-    cri::ForEachObject(
-        list, [&results](const Json::Value& element) { results.push_back(ReadDetected(element)); });
-    return results;
-}
-
-_PIP_MODE_RESULT ReadPipMode(const Json::Value* mode) {
-    return {cri::ReadInt(Member(mode, "centerx")), cri::ReadInt(Member(mode, "centery")),
-            cri::ReadInt(Member(mode, "on_off"))};
-}
-
-void ParseResult(const Json::Value* result) {
-    CRI_LOG(DLOG_DEBUG, "ParseResult", "ParseResult start\n");
-    ContentsUIDetectionAPI* const client = ContentsUIDetectionAPI::GetInstance();
-    client->ReceiveDetectedResult(ReadDetectedList(Member(result, "detected_list")));
-    client->ReceivePipModeResult(ReadPipMode(Member(result, "pip_mode")));
-    CRI_LOG(DLOG_DEBUG, "ParseResult", "ParseResult done\n");
-}
-
-/// The channel's result callback.
-void _CUDS_Client_Result(std::string payload) {
-    constexpr char function[] = "_CUDS_Client_Result";
-    const cri::CancellationHeldOff heldOff;  // called as an application's callback would be
-    CRI_LOG(DLOG_ERROR, function, "_CUDS_Client_Result called! from service : %s\n",
-            payload.c_str());
-    const cri::JsonDocument document(payload);
-    cri::JsonTools::GiveBack(std::move(payload));
-    const Json::Value* const root = document.Parsed() ? &document.Root() : nullptr;
-    const Json::Value* const result = Member(root, "result");
-    if (cri::ReadText(Member(root, "type")) == "ContentsUIdetection" && result &&
-        result->isObject())
-        ParseResult(result);
-    else
-        CRI_LOG(DLOG_ERROR, function, "There is no analyze result\n");
-}
-
-}  // namespace
+// ---- Subscribers ----
 
 /// What both kinds of subscription share.
 template <class Record>
@@ -196,7 +141,7 @@ CUDASubscriptionHandle ContentsUIDetectionAPI::Subscribe(
         const auto id = ++m_state.m_lastId;
         CRI_LOG(DLOG_DEBUG, function, "Subscribe (%llu)\n", id);
         subscribers.Add(id, std::move(callback));
-        CUDSRegisterDetectionResultCallback(_CUDS_Client_Result);
+        CUDSRegisterDetectionResultCallback(cri::_CUDS_Client_Result);
         return CUDASubscriptionHandle(id, this);
     });
 }

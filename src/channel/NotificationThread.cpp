@@ -1,5 +1,5 @@
 /// Starting, waking, retiring and joining the thread of a message-file channel.
-#include "NotificationThread.h"
+#include "channel/NotificationThread.h"
 
 #include <errno.h>
 #include <poll.h>
@@ -8,8 +8,8 @@
 
 #include <algorithm>
 
-#include "ForkedChild.h"
-#include "Wall.h"
+#include "base/ForkedChild.h"
+#include "base/Wall.h"
 
 namespace cri {
 namespace {
@@ -68,11 +68,12 @@ struct NotificationThread::Ending {
     }
 };
 
-NotificationThread::NotificationThread(Body body, const void* owner)
-    : m_body(std::move(body)), m_owner(owner), m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+NotificationThread::NotificationThread(Body body, const FileChannel* channel)
+    : m_body(std::move(body)), m_channel(channel), m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
-std::shared_ptr<NotificationThread> NotificationThread::Start(Body body, const void* owner) {
-    std::shared_ptr<NotificationThread> thread(new NotificationThread(std::move(body), owner));
+std::shared_ptr<NotificationThread> NotificationThread::Start(Body body,
+                                                              const FileChannel* channel) {
+    std::shared_ptr<NotificationThread> thread(new NotificationThread(std::move(body), channel));
     if (!thread->m_wake) return nullptr;
     auto shared = std::make_unique<std::shared_ptr<NotificationThread>>(thread);
     if (!thread->Create(shared.get())) return nullptr;
@@ -108,16 +109,16 @@ NotificationThread::Service::~Service() {
     t_service = m_outer;
 }
 
-const NotificationThread* NotificationThread::CurrentOf(const void* owner) {
+const NotificationThread* NotificationThread::CurrentOf(const FileChannel* channel) {
     const Service* service = t_service;
-    while (service && service->m_served.m_owner != owner) service = service->m_outer;
+    while (service && service->m_served.m_channel != channel) service = service->m_outer;
     return service ? &service->m_served : nullptr;
 }
 
-void NotificationThread::RetireInChild(const void* owner) {
+void NotificationThread::RetireInChild(const FileChannel* channel) {
     for (const Service* service = t_service; service; service = service->m_outer) {
         NotificationThread& served = service->m_served;
-        if (served.m_owner != owner) continue;
+        if (served.m_channel != channel) continue;
         served.m_running = false;
         Renew(served.m_mutex);
         Renew(served.m_changed);

@@ -1,11 +1,11 @@
 /// Reading a service's JSON document.
-#include "JsonDocument.h"
+#include "channel/JsonDocument.h"
 
 #include <algorithm>
 #include <locale>
 
-#include "JsonTools.h"
-#include "Wall.h"
+#include "base/Wall.h"
+#include "channel/JsonTools.h"
 
 namespace cri {
 namespace {

@@ -9,8 +9,8 @@
 #include <mutex>
 #include <vector>
 
-#include "NotificationThread.h"
-#include "Wall.h"
+#include "base/Wall.h"
+#include "channel/NotificationThread.h"
 
 namespace cri {
 
@@ -26,8 +26,8 @@ class SubscriberList {
     using Id = unsigned long long;
     using Callback = std::function<void(const Record&)>;
 
-    /// @param channel  owner of the notification threads that deliver; lives as long as the process
-    explicit SubscriberList(const void* channel) : m_channel(channel) {}
+    /// @param channel  whose notification threads deliver; lives as long as the process
+    explicit SubscriberList(const FileChannel& channel) : m_channel(&channel) {}
 
     /// @param id  was never given before; those of other threads may come before smaller ones
     void Add(Id id, Callback&& callback) {
@@ -137,7 +137,7 @@ class SubscriberList {
         return place != m_entries->end() && (*place)->id == id ? place : m_entries->end();
     }
 
-    const void* const m_channel;
+    const FileChannel* const m_channel;
     std::mutex m_mutex;
     std::shared_ptr<Entries> m_entries = std::make_shared<Entries>();  ///< by ascending id
     int m_walkers = 0;     ///< deliveries that walk m_entries itself

@@ -1,5 +1,5 @@
 /// The engine of both message-file channels.
-#include "FileChannel.h"
+#include "channel/FileChannel.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -9,10 +9,10 @@
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
-#include "ForkedChild.h"
-#include "JsonTools.h"
-#include "Log.h"
-#include "Wall.h"
+#include "base/ForkedChild.h"
+#include "base/Log.h"
+#include "base/Wall.h"
+#include "channel/JsonTools.h"
 
 #define CRI_LOG_UNIT m_face.unit
 
