@@ -20,6 +20,7 @@
 
 #include "ContentsUIDetectionAPI.h"
 #include "Interleaved.h"
+#include "ResultDocument.h"
 #include "UiDetectionPeer.h"
 #include "VDRS_Client_Inotify.h"
 #include "VisionDataPeer.h"
@@ -129,13 +130,13 @@ std::string FullRecord(const FileChannelPeer& peer, Detections detections, Docum
 std::string VisionDataResult(const FileChannelPeer& peer) {
     return FullRecord(peer, std::vector<cri_sim::Logo>(), [](const auto& logos) {
         return cri_sim::AnalyzeResultDocument(
-            {"player", "playing", "A title", logos, {{1, 2, 3, 4}}});
+            {"player", "playing", "A title", logos, {1, 2, 3, 4}});
     });
 }
 
 std::string UiDetectionResult(const FileChannelPeer& peer) {
     return FullRecord(peer, std::vector<cri_sim::UiElement>(), [](const auto& elements) {
-        return cri_sim::UiDetectionDocument(elements, {100, 200, 1});
+        return cri_sim::UiDetectionDocument({elements, {100, 200, 1}});
     });
 }
 

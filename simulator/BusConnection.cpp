@@ -42,19 +42,6 @@ class OwnContext {
 
 }  // namespace
 
-Owned<GVariant> ParseBody(const std::string& text) {
-    GError* error = nullptr;
-    Owned<GVariant> body(g_variant_parse(nullptr, text.c_str(), nullptr, nullptr, &error));
-    if (!body) {
-        const std::string reason = error->message;
-        g_error_free(error);
-        throw std::invalid_argument("no message body: " + text + ": " + reason);
-    }
-    if (!g_variant_is_of_type(body.get(), G_VARIANT_TYPE_TUPLE))
-        throw std::invalid_argument("a message body must be a tuple: " + text);
-    return body;
-}
-
 BusConnection::BusConnection(const std::string& address) {
     const std::string target = address.empty() ? SystemBusAddress() : address;
     const OwnContext context;
@@ -102,7 +89,7 @@ bool BusConnection::SeesOwnerOf(const std::string& name) const {
 
 void BusConnection::Emit(const std::string& path, const std::string& interface,
                          const std::string& member, const std::string& body) const {
-    const Owned<GVariant> parsed = ParseBody(body);
+    const MessageBody parsed = ParseBody(body);
     GError* error = nullptr;
     if (!g_dbus_connection_emit_signal(Raw(), nullptr, path.c_str(), interface.c_str(),
                                        member.c_str(), parsed.get(), &error))

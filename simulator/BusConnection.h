@@ -7,18 +7,19 @@
 #include <memory>
 #include <string>
 
+#include "MessageBody.h"
+
 namespace cri_sim {
 
-struct Unref {
+using namespace cri_recording;  // the simulator speaks in the terms of recordings
+
+/// Gives a reference back, on one of GLib's objects or values.
+struct Unref : UnrefBody {
+    using UnrefBody::operator();
     void operator()(gpointer object) const { g_object_unref(object); }
-    void operator()(GVariant* value) const { g_variant_unref(value); }
 };
 template <class T>
 using Owned = std::unique_ptr<T, Unref>;
-
-/// Reads the body of a message from its text form, for instance "('Kestrel One', 7)".
-/// @throws std::invalid_argument when it is no such text or no tuple
-Owned<GVariant> ParseBody(const std::string& text);
 
 /// Private to its owner: never the process's shared connection, and no main context but its own
 /// hears of it. All operations may be called from any thread, and end within 5 seconds.

@@ -201,21 +201,21 @@ class StatefulPeer : private Guarded<State>, public FileChannelPeer {
     State Current() const { return Guarded<State>::Get(); }
 
   protected:
-    /// @param apply  changes the state as a well-formed request wants it
+    /// @param follow  changes the state as a well-formed request wants it
     StatefulPeer(PeerProtocol protocol, std::string directory,
-                 void (*apply)(State&, const Request&), RequestObserver observer)
-        : FileChannelPeer(std::move(protocol), std::move(directory),
-                          Handler(static_cast<Guarded<State>*>(this), apply, std::move(observer))) {
-    }
+                 void (*follow)(State&, const Request&), RequestObserver observer)
+        : FileChannelPeer(
+              std::move(protocol), std::move(directory),
+              Handler(static_cast<Guarded<State>*>(this), follow, std::move(observer))) {}
 
     ~StatefulPeer() = default;
 
   private:
-    static RequestObserver Handler(Guarded<State>* guarded, void (*apply)(State&, const Request&),
+    static RequestObserver Handler(Guarded<State>* guarded, void (*follow)(State&, const Request&),
                                    RequestObserver observer) {
-        return [guarded, apply, observer = std::move(observer)](const Request& request) {
+        return [guarded, follow, observer = std::move(observer)](const Request& request) {
             if (!request.malformed) {
-                guarded->Update([&](State& state) { apply(state, request); });
+                guarded->Update([&](State& state) { follow(state, request); });
             }
             if (observer) observer(request);
         };

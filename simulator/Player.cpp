@@ -1,4 +1,4 @@
-/// Makes a recording happen on a simulated set.
+/// Plays the lines of recordings.
 #include "Player.h"
 
 #include <random>
@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "Faults.h"
+#include "RandomFaults.h"
+#include "ResultDocument.h"
 #include "vconf.h"
 
 namespace cri_sim {
@@ -14,13 +16,10 @@ namespace {
 using Clock = Player::Clock;
 using Seconds = std::chrono::duration<double>;
 
-/// The text form of a message body, which takes the reference.
+/// The text form of a message body that nobody owns yet.
 std::string Body(GVariant* values) {
-    const Owned<GVariant> body(g_variant_ref_sink(values));
-    gchar* printed = g_variant_print(body.get(), TRUE);
-    std::string text = printed;
-    g_free(printed);
-    return text;
+    const MessageBody body(g_variant_ref_sink(values));
+    return PrintBody(body.get(), true);
 }
 
 template <class... Integers>
@@ -31,61 +30,63 @@ std::string Numbers(Integers... numbers) {
     return Body(g_variant_builder_end(&builder));
 }
 
-void Tell(SimulatedSet& set, const char* method, const std::optional<std::string>& text) {
+void SetAnswer(SimulatedSet& set, const char* method, const std::optional<std::string>& text) {
     if (!text) return;
     const std::string body = Body(g_variant_new("(s)", text->c_str()));
     set.Recognition().SetAnswer(method, Answer::Reply(body));
 }
 
-void Tell(SimulatedSet& set, const char* method, const std::optional<int>& number) {
+void SetAnswer(SimulatedSet& set, const char* method, const std::optional<int>& number) {
     if (number) set.Recognition().SetAnswer(method, Answer::Reply(Numbers(*number)));
 }
 
-void Tell(SimulatedSet& set, const ChannelInfo& info) {
+void SetAnswer(SimulatedSet& set, const ChannelInfo& info) {
     const std::string body =
         Body(g_variant_new("(sisii)", info.number.c_str(), info.firstValue, info.secondText.c_str(),
                            info.secondValue, info.flag ? 1 : 0));
     set.Recognition().SetAnswer("GetChannelNumberWithInfo", Answer::Reply(body));
 }
 
-void Apply(SimulatedSet& set, const StateChange& state) {
-    Tell(set, "GetContentsInfo", state.contentsInfo);
-    Tell(set, "GetChannelName", state.channelName);
-    Tell(set, "GetChannelNumber", state.channelNumber);
-    if (state.channelInfo) Tell(set, *state.channelInfo);
-    Tell(set, "GetProgramTitle", state.programTitle);
-    Tell(set, "GetProgramTitleSource", state.programTitleSource);
-    Tell(set, "GetScreenStatus", state.screenStatus);
-    Tell(set, "GetBlackScreenPeriodMillis", state.blackScreenPeriodMillis);
+// What a line of each kind that happens on a set does there.
+
+void Show(SimulatedSet& set, const StateChange& state) {
+    SetAnswer(set, "GetContentsInfo", state.contentsInfo);
+    SetAnswer(set, "GetChannelName", state.channelName);
+    SetAnswer(set, "GetChannelNumber", state.channelNumber);
+    if (state.channelInfo) SetAnswer(set, *state.channelInfo);
+    SetAnswer(set, "GetProgramTitle", state.programTitle);
+    SetAnswer(set, "GetProgramTitleSource", state.programTitleSource);
+    SetAnswer(set, "GetScreenStatus", state.screenStatus);
+    SetAnswer(set, "GetBlackScreenPeriodMillis", state.blackScreenPeriodMillis);
     if (state.scrolling)
-        Tell(set, "GetChannelScrollStatus", std::optional<int>(*state.scrolling ? 1 : 0));
+        SetAnswer(set, "GetChannelScrollStatus", std::optional<int>(*state.scrolling ? 1 : 0));
     if (state.recognitionStatus &&
         vconf_set_int("db/Canalysis-service/recognition_status", *state.recognitionStatus) != 0)
         throw std::runtime_error("the recognition status cannot be stored");
 }
 
-void Apply(SimulatedSet& set, const Event& event) {
+void Show(SimulatedSet& set, const Event& event) {
     const int number = EventNumber(event.event).value_or(0);
     set.Recognition().Emit(event.event, Numbers(number, event.status));
 }
 
-void Apply(SimulatedSet& set, const ContentArea& area) {
+void Show(SimulatedSet& set, const ContentArea& area) {
     set.Recognition().Emit("CONTENTS_RECOGNITION_EVENT_SM_CAD_STATUS",
                            Numbers(area.mode, area.x, area.y, area.width, area.height));
 }
 
-void Apply(SimulatedSet& set, const VideoPlay& video) {
+void Show(SimulatedSet& set, const VideoPlay& video) {
     set.Recognition().Emit("CONTENTS_RECOGNITION_EVENT_SM_VPD_STATUS", Numbers(video.status));
 }
 
-void Apply(SimulatedSet& set, const BlackScreen& report) {
+void Show(SimulatedSet& set, const BlackScreen& report) {
     set.Recognition().Emit(
         "BlackScreenInfo",
         Body(g_variant_new("(idiiii)", report.isSolid ? 1 : 0, report.solidProb, int{report.red},
                            int{report.green}, int{report.blue}, report.isRealBlack ? 1 : 0)));
 }
 
-void Apply(SimulatedSet& set, const UiStartStop& signal) {
+void Show(SimulatedSet& set, const UiStartStop& signal) {
     set.Recognition().Emit("CONTENTS_RECOGNITION_EVENT_CUDS_STARTSTOP",
                            Numbers(signal.startStop, signal.hdmiPort, signal.isStb,
                                    signal.adaptiveSound, signal.multiview));
@@ -96,25 +97,20 @@ void Deliver(SimulatedSet& set, Channel channel, const std::string& document) {
         throw std::runtime_error("the message file cannot be written");
 }
 
-void Apply(SimulatedSet& set, const VisionData& data) {
-    Deliver(set, Channel::kVisionData,
-            AnalyzeResultDocument(
-                {data.appName, data.contentsStatus, data.titleName, data.logos, data.textRegion}));
+void Show(SimulatedSet& set, const VisionData& data) {
+    Deliver(set, Channel::kVisionData, AnalyzeResultDocument(data));
 }
 
-void Apply(SimulatedSet& set, const UiDetection& data) {
-    const PipMode pip{data.pip.centerX, data.pip.centerY, data.pip.onOff};
-    Deliver(set, Channel::kUiDetection, UiDetectionDocument(data.elements, pip));
+void Show(SimulatedSet& set, const UiDetection& data) {
+    Deliver(set, Channel::kUiDetection, UiDetectionDocument(data));
 }
 
-void Apply(SimulatedSet& set, const Service& service) {
+void Show(SimulatedSet& set, const Service& service) {
     if (service.present)
         set.Recognition().Return();
     else
         set.Recognition().Leave();
 }
-
-void Apply(SimulatedSet&, const ClientRequest&) {}
 
 }  // namespace
 
@@ -122,19 +118,31 @@ Player::Player(SimulatedSet& set, WaitUntil waitUntil, Note note)
     : m_set(set), m_waitUntil(std::move(waitUntil)), m_note(std::move(note)) {}
 
 bool Player::Play(const LineContent& content) try {
-    return std::visit([this](const auto& line) { return Happen(line); }, content);
+    return std::visit([this](const auto& line) { return PlayLine(line); }, content);
 } catch (const std::exception& error) {
     NoteOnce(std::string("not played: ") + error.what());
     return true;
 }
 
-template <class Line>
-bool Player::Happen(const Line& line) {
-    Apply(m_set, line);
+template <IsHappening Line>
+bool Player::PlayLine(const Line& line) {
+    Show(m_set, line);
     return true;
 }
 
-/// A storm over a service that is away would say so a thousand times.
+template <IsFault Line>
+bool Player::PlayLine(const Line& line) {
+    Inflict(m_set, line);
+    return true;
+}
+
+/// What clients asked for on a set, the clients here ask for themselves.
+bool Player::PlayLine(const ClientRequest&) {
+    return true;
+}
+
+/// Says it unless it was the last thing said: a storm over a service that is away would say so a
+/// thousand times.
 void Player::NoteOnce(const std::string& text) {
     if (text != m_lastNote) m_note(text);
     m_lastNote = text;
@@ -151,7 +159,7 @@ bool Player::PlayAll(const std::vector<RecordingLine>& lines, double speed) {
     return true;
 }
 
-bool Player::Happen(const Storm& storm) {
+bool Player::PlayLine(const Storm& storm) {
     const auto start = Clock::now();
     const auto after = [start](double seconds) {
         return start + std::chrono::duration_cast<Clock::duration>(Seconds(seconds));
@@ -165,7 +173,7 @@ bool Player::Happen(const Storm& storm) {
     return m_waitUntil(end);
 }
 
-bool Player::Happen(const RandomFaults& faults) {
+bool Player::PlayLine(const RandomFaults& faults) {
     const std::uint64_t seed = faults.seed ? *faults.seed : std::random_device()();
     m_note(std::to_string(faults.count) + " random faults from seed " + std::to_string(seed));
     for (const LineContent& fault : RandomSequence(seed, faults.count))

@@ -1,4 +1,4 @@
-/// Makes a recording happen on a simulated set.
+/// Plays recordings on a simulated set: what a line tells happens there.
 #pragma once
 
 #include <chrono>
@@ -32,10 +32,13 @@ class Player {
     bool PlayAll(const std::vector<RecordingLine>& lines, double speed = 1);
 
   private:
-    template <class Line>
-    bool Happen(const Line& line);
-    bool Happen(const Storm& storm);
-    bool Happen(const RandomFaults& faults);
+    template <IsHappening Line>
+    bool PlayLine(const Line& line);
+    template <IsFault Line>
+    bool PlayLine(const Line& line);
+    bool PlayLine(const ClientRequest& request);
+    bool PlayLine(const Storm& storm);
+    bool PlayLine(const RandomFaults& faults);
     void Settle();
     void NoteOnce(const std::string& text);
 

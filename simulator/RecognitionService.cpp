@@ -10,86 +10,6 @@
 namespace cri_sim {
 namespace {
 
-constexpr const char* kErrorPrefix = "org.freedesktop.DBus.Error.";
-
-/// What a method takes, and what the service does about it when no script says otherwise.
-struct Method {
-    const char* arguments;
-    std::function<Answer(ServiceState&, GVariant* arguments)> answer;
-};
-
-auto Always(const char* body) {
-    return [body](ServiceState&, GVariant*) { return Answer::Reply(body); };
-}
-
-using Setting = int ServiceState::*;
-using Detector = ServiceState::Detector ServiceState::*;
-using enum ServiceState::Detector;
-
-/// Keeps the call's integers as these settings.
-auto Keep(std::vector<Setting> settings) {
-    return [settings](ServiceState& state, GVariant* arguments) {
-        for (std::size_t i = 0; i < settings.size(); ++i)
-            g_variant_get_child(arguments, i, "i", &(state.*settings[i]));
-        return Answer::Reply("(0,)");
-    };
-}
-
-auto Halt(Detector detector, ServiceState::Detector halted) {
-    return [detector, halted](ServiceState& state, GVariant*) {
-        state.*detector = halted;
-        return Answer::Reply("(0,)");
-    };
-}
-
-/// A start or resume carries the capture type.
-auto Run(Detector detector) {
-    return [detector](ServiceState& state, GVariant* arguments) {
-        state.*detector = kRunning;
-        return Keep({&ServiceState::captureType})(state, arguments);
-    };
-}
-
-Answer IncreaseBlackScreen(ServiceState& state, GVariant*) {
-    return Answer::Reply(state.blackScreenReferences++ == 0 ? "(1,)" : "(0,)");
-}
-
-Answer DecreaseBlackScreen(ServiceState& state, GVariant*) {
-    if (state.blackScreenReferences == 0) return Answer::Reply("(-1,)");
-    return Answer::Reply(--state.blackScreenReferences == 0 ? "(1,)" : "(0,)");
-}
-
-const std::map<std::string_view, Method>& Methods() {
-    using State = ServiceState;
-    static const std::map<std::string_view, Method> methods{
-        {"GetContentsInfo", {"()", Always("('linear-channel',)")}},
-        {"GetChannelName", {"()", Always("('Kestrel One',)")}},
-        {"GetChannelNumber", {"()", Always("('7-1',)")}},
-        {"GetChannelNumberWithInfo", {"()", Always("('7-1', 2, 'Kestrel One', 7, 1)")}},
-        {"GetProgramTitle", {"()", Always("('The Long Harbour',)")}},
-        {"GetProgramTitleSource", {"()", Always("('EPG',)")}},
-        {"GetScreenStatus", {"()", Always("(1,)")}},
-        {"GetChannelScrollStatus", {"()", Always("(0,)")}},
-        {"BlackScreenIncreaseReference", {"()", IncreaseBlackScreen}},
-        {"BlackScreenDecreaseReference", {"()", DecreaseBlackScreen}},
-        {"GetBlackScreenPeriodMillis", {"()", Always("(500,)")}},
-        {"SM_CADServiceStart", {"(i)", Run(&State::contentArea)}},
-        {"SM_CADServiceStop", {"()", Halt(&State::contentArea, kStopped)}},
-        {"SM_CADServicePause", {"()", Halt(&State::contentArea, kPaused)}},
-        {"SM_CADServiceResume", {"(i)", Run(&State::contentArea)}},
-        {"SM_VPDServiceStart", {"(i)", Run(&State::videoPlay)}},
-        {"SM_VPDServiceStop", {"()", Halt(&State::videoPlay, kStopped)}},
-        {"SM_VPDServicePause", {"()", Halt(&State::videoPlay, kPaused)}},
-        {"SM_VPDServiceResume", {"(i)", Run(&State::videoPlay)}},
-        {"SMServiceChange", {"(i)", Keep({&State::captureType})}},
-        {"SMServiceCSChange", {"(i)", Keep({&State::captureSpeed})}},
-        {"SMServiceResChange", {"(i)", Keep({&State::resolution})}},
-        {"SMServiceSetResolutionWH",
-         {"(iii)", Keep({&State::orientation, &State::width, &State::height})}},
-    };
-    return methods;
-}
-
 bool IsOwnInterface(GDBusMessage* call) {
     const char* interface = g_dbus_message_get_interface(call);
     return !interface || std::string_view(interface) == RecognitionService::kInterface;
@@ -113,16 +33,7 @@ bool IsForService(GDBusMessage* message) {
 
 std::string ArgumentsOf(GDBusMessage* call) {
     GVariant* body = g_dbus_message_get_body(call);
-    if (!body) return "()";
-    gchar* printed = g_variant_print(body, FALSE);
-    std::string text = printed;
-    g_free(printed);
-    return text;
-}
-
-std::string TypeOf(GDBusMessage* call) {
-    GVariant* body = g_dbus_message_get_body(call);
-    return body ? g_variant_get_type_string(body) : "()";
+    return body ? PrintBody(body, false) : "()";
 }
 
 Call CallOf(GDBusMessage* call) {
@@ -130,16 +41,11 @@ Call CallOf(GDBusMessage* call) {
     return {g_dbus_message_get_member(call), ArgumentsOf(call), sender ? sender : ""};
 }
 
-Answer DefaultAnswer(GDBusMessage* call, ServiceState& state) {
+Answer UnscriptedAnswer(GDBusMessage* call, ServiceState& state) {
     if (IsQuestionForProperties(call)) return Answer::Reply("(@a{sv} {},)");
-    const std::string name = g_dbus_message_get_member(call);
-    const auto method = Methods().find(name);
-    if (!IsOwnInterface(call) || method == Methods().end())
-        return Answer::Error(std::string(kErrorPrefix) + "UnknownMethod", "No method " + name);
-    if (TypeOf(call) != method->second.arguments)
-        return Answer::Error(std::string(kErrorPrefix) + "InvalidArgs",
-                             name + " takes " + method->second.arguments);
-    return method->second.answer(state, g_dbus_message_get_body(call));
+    const std::string method = g_dbus_message_get_member(call);
+    if (!IsOwnInterface(call)) return UnknownMethod(method);
+    return UsualAnswer(state, method, g_dbus_message_get_body(call));
 }
 
 /// The living services by number. The bus library may call a filter once more while it is being
@@ -185,35 +91,6 @@ void AwaitGone(const BusConnection& witness, const std::string& name) {
 }
 
 }  // namespace
-
-Answer Answer::Reply(const std::string& body) {
-    ParseBody(body);
-    return Answer(Kind::kReply, {}, body);
-}
-
-Answer Answer::Error(const std::string& name, const std::string& message) {
-    return Answer(Kind::kError, name, message);
-}
-
-Answer Answer::Silence() {
-    return Answer(Kind::kSilence, {}, {});
-}
-
-Answer Answer::After(std::chrono::milliseconds delay) const {
-    Answer later = *this;
-    later.m_delay = delay;
-    return later;
-}
-
-Owned<GDBusMessage> Answer::MessageFor(GDBusMessage* call) const {
-    if (m_kind == Kind::kSilence) return nullptr;
-    if (m_kind == Kind::kError)
-        return Owned<GDBusMessage>(
-            g_dbus_message_new_method_error_literal(call, m_name.c_str(), m_text.c_str()));
-    Owned<GDBusMessage> reply(g_dbus_message_new_method_reply(call));
-    g_dbus_message_set_body(reply.get(), ParseBody(m_text).get());
-    return reply;
-}
 
 RecognitionService::RecognitionService(const std::string& address, CallObserver observer)
     : m_address(address),
@@ -322,12 +199,6 @@ void RecognitionService::Return() {
     m_link = link;
 }
 
-std::vector<std::string> RecognitionService::MethodNames() {
-    std::vector<std::string> names;
-    for (const auto& [name, method] : Methods()) names.emplace_back(name);
-    return names;
-}
-
 std::vector<Call> RecognitionService::Calls() const {
     const std::lock_guard lock(m_mutex);
     return {m_calls.begin(), m_calls.end()};
@@ -337,8 +208,8 @@ bool RecognitionService::WaitForCalls(const std::string& method, std::size_t cou
                                       std::chrono::milliseconds limit) const {
     std::unique_lock lock(m_mutex);
     return m_changed.wait_for(lock, limit, [&] {
-        const auto isIt = [&](const Call& call) { return call.method == method; };
-        return std::count_if(m_calls.begin(), m_calls.end(), isIt) >=
+        const auto isOfMethod = [&](const Call& call) { return call.method == method; };
+        return std::count_if(m_calls.begin(), m_calls.end(), isOfMethod) >=
                static_cast<std::ptrdiff_t>(count);
     });
 }
@@ -367,34 +238,33 @@ void RecognitionService::Serve() {
     std::unique_lock lock(m_mutex);
     while (!m_stopping) {
         while (!m_inbox.empty()) {
-            Letter letter = std::move(m_inbox.front());
+            Letter call = std::move(m_inbox.front());
             m_inbox.pop_front();
-            const bool own = IsOwnInterface(letter.message.get());
-            const Call call = CallOf(letter.message.get());
-            if (own && m_observer) {
-                lock.unlock();
-                m_observer(call);
-                lock.lock();
-            }
-            if (own) Record(call);
-            Receive(std::move(letter));
+            if (IsOwnInterface(call.message.get())) NoteCall(CallOf(call.message.get()), lock);
+            AnswerCall(std::move(call));
         }
         SendDue();
+        const auto hasWork = [this] { return m_stopping || !m_inbox.empty(); };
         if (m_outbox.empty())
-            m_changed.wait(lock, [this] { return m_stopping || !m_inbox.empty(); });
+            m_changed.wait(lock, hasWork);
         else
-            m_changed.wait_until(lock, m_outbox.begin()->first,
-                                 [this] { return m_stopping || !m_inbox.empty(); });
+            m_changed.wait_until(lock, m_outbox.begin()->first, hasWork);
     }
 }
 
-void RecognitionService::Record(const Call& call) {
+/// @param lock  of m_mutex, which is not held while the observer runs
+void RecognitionService::NoteCall(const Call& call, std::unique_lock<std::mutex>& lock) {
+    if (m_observer) {
+        lock.unlock();
+        m_observer(call);
+        lock.lock();
+    }
     m_calls.push_back(call);
     if (m_calls.size() > kRememberedCalls) m_calls.pop_front();
     m_changed.notify_all();
 }
 
-void RecognitionService::Receive(Letter call) {
+void RecognitionService::AnswerCall(Letter call) {
     const Answer answer = Decide(call.message.get());
     Owned<GDBusMessage> reply = answer.MessageFor(call.message.get());
     if (!reply) return;
@@ -407,18 +277,18 @@ Answer RecognitionService::Decide(GDBusMessage* call) {
     if (const auto found = m_disturbed.find(method); found != m_disturbed.end())
         return found->second;
     const auto delay = m_delays.find(method);
-    const Answer usual = UsualAnswer(call, method);
+    const Answer usual = ScriptedAnswer(call, method);
     return delay != m_delays.end() ? usual.After(delay->second) : usual;
 }
 
-Answer RecognitionService::UsualAnswer(GDBusMessage* call, const std::string& method) {
+Answer RecognitionService::ScriptedAnswer(GDBusMessage* call, const std::string& method) {
     if (const auto queue = m_once.find(method); queue != m_once.end() && !queue->second.empty()) {
         Answer next = queue->second.front();
         queue->second.pop_front();
         return next;
     }
     const auto standing = m_standing.find(method);
-    return standing != m_standing.end() ? standing->second : DefaultAnswer(call, m_state);
+    return standing != m_standing.end() ? standing->second : UnscriptedAnswer(call, m_state);
 }
 
 /// An answer to a caller that has gone, or over a connection that was closed meanwhile, is dropped.

@@ -1,4 +1,5 @@
-/// The set's recognition service as a program without a set needs it: scripted, recording, unruly.
+/// The set's recognition service, simulated: it answers as it is told, remembers who asked what,
+/// and misbehaves on request.
 #pragma once
 
 #include <chrono>
@@ -12,61 +13,17 @@
 #include <thread>
 #include <vector>
 
+#include "Answer.h"
 #include "BusConnection.h"
+#include "UsualAnswers.h"
 
 namespace cri_sim {
-
-/// What the service does about one call.
-class Answer {
-  public:
-    /// Replies with `body`, in text form: "('Kestrel One',)". Any type passes, also a wrong one.
-    /// @throws std::invalid_argument when `body` is no tuple
-    static Answer Reply(const std::string& body);
-    /// Replies with the error `name`, for instance "org.freedesktop.DBus.Error.Failed".
-    static Answer Error(const std::string& name, const std::string& message);
-    /// Never replies.
-    static Answer Silence();
-
-    /// The same answer, given `delay` after the call; other calls are answered meanwhile.
-    Answer After(std::chrono::milliseconds delay) const;
-
-    std::chrono::milliseconds Delay() const { return m_delay; }
-    /// @return the message that answers `call`; null for silence
-    Owned<GDBusMessage> MessageFor(GDBusMessage* call) const;
-
-  private:
-    enum class Kind { kReply, kError, kSilence };
-    Answer(Kind kind, std::string name, std::string text)
-        : m_kind(kind), m_name(std::move(name)), m_text(std::move(text)) {}
-
-    Kind m_kind;
-    std::string m_name;
-    std::string m_text;
-    std::chrono::milliseconds m_delay{0};
-};
 
 /// One method call that reached the service.
 struct Call {
     std::string method;
     std::string arguments;  ///< in text form: "()", "(5,)"
     std::string sender;     ///< the caller's unique name
-};
-
-/// What the service remembers from call to call.
-struct ServiceState {
-    enum class Detector { kStopped, kRunning, kPaused };
-
-    int blackScreenReferences = 0;
-    Detector contentArea = Detector::kStopped;
-    Detector videoPlay = Detector::kStopped;
-
-    // As clients last set them.
-    int captureType = 0;
-    int captureSpeed = 0;
-    int resolution = 0;
-    int orientation = 0;
-    int width = 0;
-    int height = 0;
 };
 
 /// Hears of each call before it is answered, on the service's thread with no lock held. It must not
@@ -93,10 +50,11 @@ class RecognitionService {
     RecognitionService(const RecognitionService&) = delete;
     RecognitionService& operator=(const RecognitionService&) = delete;
 
-    /// From now on `method` is answered so; "GetAll", the question for the properties, is one too.
+    /// From now on `method` is answered so. "GetAll", the bus's question for the properties, counts
+    /// as a method too.
     void SetAnswer(const std::string& method, const Answer& answer);
-    /// The next call of `method` that has no such answer yet is answered so, before any other
-    /// answer.
+    /// The next call of `method` is answered so, and no other one; of several such answers each is
+    /// for one call, in order.
     void AnswerOnce(const std::string& method, const Answer& answer);
 
     /// Until Undisturb `method` is answered so, whatever any other answer would be; the state stays
@@ -123,9 +81,6 @@ class RecognitionService {
     /// @return whether it is on the bus, and the bus answers
     bool IsPresent() const;
 
-    /// The methods that it answers without a script.
-    static std::vector<std::string> MethodNames();
-
     /// The calls of the service's own interface so far, in order; of many, the last
     /// kRememberedCalls.
     std::vector<Call> Calls() const;
@@ -138,6 +93,7 @@ class RecognitionService {
 
   private:
     using Clock = std::chrono::steady_clock;
+    /// A message, and the connection that it came over or goes out on.
     struct Letter {
         Owned<GDBusConnection> connection;
         Owned<GDBusMessage> message;
@@ -148,11 +104,11 @@ class RecognitionService {
     std::shared_ptr<BusConnection> Link() const;
     void Stop();
     void Serve();
-    void Receive(Letter call);
-    void Record(const Call& call);
+    void NoteCall(const Call& call, std::unique_lock<std::mutex>& lock);
+    void AnswerCall(Letter call);
     void SendDue();
     Answer Decide(GDBusMessage* call);
-    Answer UsualAnswer(GDBusMessage* call, const std::string& method);
+    Answer ScriptedAnswer(GDBusMessage* call, const std::string& method);
 
     const std::string m_address;
     const CallObserver m_observer;
@@ -165,10 +121,12 @@ class RecognitionService {
     std::shared_ptr<BusConnection> m_link;  ///< null while the service is away
     std::deque<Letter> m_inbox;
     std::multimap<Clock::time_point, Letter> m_outbox;
-    std::map<std::string, Answer> m_standing;
-    std::map<std::string, std::deque<Answer>> m_once;
+    // Answers by method, and what delays them. What is disturbed comes before what is told once,
+    // and that before what is told for good.
     std::map<std::string, Answer> m_disturbed;
     std::map<std::string, std::chrono::milliseconds> m_delays;
+    std::map<std::string, std::deque<Answer>> m_once;
+    std::map<std::string, Answer> m_standing;
     std::deque<Call> m_calls;
     ServiceState m_state;
     std::thread m_thread;

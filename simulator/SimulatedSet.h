@@ -13,6 +13,8 @@
 
 namespace cri_sim {
 
+using namespace cri_recording;  // the simulator speaks in the terms of recordings
+
 /// Answers clients from its making on. All operations may be called from any thread.
 class SimulatedSet {
   public:

@@ -17,7 +17,7 @@ PeerProtocol Protocol() {
             .otherMethodsValues = {"iiii", "u"}};
 }
 
-void Apply(UiDetectionState& state, const Request& request) {
+void FollowRequest(UiDetectionState& state, const Request& request) {
     const std::vector<std::string>& values = request.values;
     const bool starts = request.method == "cuds_method_engine_start";
     if (starts || request.method == "cuds_method_engine_stop") {
@@ -34,17 +34,6 @@ void Apply(UiDetectionState& state, const Request& request) {
 }  // namespace
 
 UiDetectionPeer::UiDetectionPeer(std::string directory, RequestObserver observer)
-    : StatefulPeer(Protocol(), std::move(directory), Apply, std::move(observer)) {}
-
-std::string UiDetectionDocument(const std::vector<UiElement>& elements, const PipMode& pip) {
-    Json::Value document(Json::objectValue);
-    document["type"] = "ContentsUIdetection";
-    document["result"]["detected_list"] = ToJsonArray(elements);
-    Json::Value& mode = document["result"]["pip_mode"];
-    mode["centerx"] = pip.centerX;
-    mode["centery"] = pip.centerY;
-    mode["on_off"] = pip.onOff;
-    return OneLine(document);
-}
+    : StatefulPeer(Protocol(), std::move(directory), FollowRequest, std::move(observer)) {}
 
 }  // namespace cri_sim

@@ -2,12 +2,13 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "FileChannelPeer.h"
 #include "ResultDocument.h"
 
 namespace cri_sim {
+
+using namespace cri_recording;  // the simulator speaks in the terms of recordings
 
 /// What clients have made of the detection engine.
 struct UiDetectionState {
@@ -34,17 +35,5 @@ class UiDetectionPeer : public StatefulPeer<UiDetectionState> {
     explicit UiDetectionPeer(std::string directory = kMessageDirectory,
                              RequestObserver observer = {});
 };
-
-using UiElement = Detection<float>;
-
-/// The picture-in-picture state of one report.
-struct PipMode {
-    int centerX = 0;
-    int centerY = 0;
-    int onOff = 0;
-};
-
-/// The one-line document, for FileChannelPeer::Deliver, that reports `elements` and `pip`.
-std::string UiDetectionDocument(const std::vector<UiElement>& elements, const PipMode& pip);
 
 }  // namespace cri_sim

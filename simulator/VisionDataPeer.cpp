@@ -16,7 +16,7 @@ PeerProtocol Protocol() {
             .otherMethodsValues = {""}};
 }
 
-void Apply(VisionDataState& state, const Request& request) {
+void FollowRequest(VisionDataState& state, const Request& request) {
     using Analysis = VisionDataState::Analysis;
     const std::vector<std::string>& values = request.values;
     if (request.method == "vdrs_method_ld_start" || request.method == "vdrs_method_ld_resume") {
@@ -38,19 +38,6 @@ void Apply(VisionDataState& state, const Request& request) {
 }  // namespace
 
 VisionDataPeer::VisionDataPeer(std::string directory, RequestObserver observer)
-    : StatefulPeer(Protocol(), std::move(directory), Apply, std::move(observer)) {}
-
-std::string AnalyzeResultDocument(const AnalyzeResult& result) {
-    Json::Value usage(Json::objectValue);
-    usage["AppName"] = result.appName;
-    usage["ContentsStatus"] = result.contentsStatus;
-    usage["TitleName"] = result.titleName;
-    usage["logo_icon"] = ToJsonArray(result.logos);
-    if (result.textRegion) usage["text_roi"] = ToJson(*result.textRegion);
-    Json::Value document(Json::objectValue);
-    document["type"] = "AnalyzeResult";
-    document["analyze_result"]["mobile_usage_analysis"] = std::move(usage);
-    return OneLine(document);
-}
+    : StatefulPeer(Protocol(), std::move(directory), FollowRequest, std::move(observer)) {}
 
 }  // namespace cri_sim

@@ -1,15 +1,14 @@
 /// The vision-data recognition service, as its clients see it: logo analysis over message files.
 #pragma once
 
-#include <cstdint>
-#include <optional>
 #include <string>
-#include <vector>
 
 #include "FileChannelPeer.h"
 #include "ResultDocument.h"
 
 namespace cri_sim {
+
+using namespace cri_recording;  // the simulator speaks in the terms of recordings
 
 /// What clients have made of the logo analysis.
 struct VisionDataState {
@@ -35,20 +34,5 @@ class VisionDataPeer : public StatefulPeer<VisionDataState> {
     explicit VisionDataPeer(std::string directory = kMessageDirectory,
                             RequestObserver observer = {});
 };
-
-using LogoBox = Box<std::uint32_t>;
-using Logo = Detection<std::uint32_t>;
-
-/// One result of the logo analysis.
-struct AnalyzeResult {
-    std::string appName;
-    std::string contentsStatus;
-    std::string titleName;
-    std::vector<Logo> logos;
-    std::optional<LogoBox> textRegion;
-};
-
-/// The one-line document, for FileChannelPeer::Deliver, that reports `result`.
-std::string AnalyzeResultDocument(const AnalyzeResult& result);
 
 }  // namespace cri_sim

@@ -7,6 +7,7 @@
 
 #include "ClientTest.h"
 #include "ContentsUIDetectionAPI.h"
+#include "ResultDocument.h"
 #include "UiDetectionPeer.h"
 #include "VisionDataPeer.h"
 #include "VisionDataRecognitionAPI.h"
@@ -238,7 +239,7 @@ TEST_F(BridgeTest, OnlyLogsASignalWhileItsSlotIsEmpty) {
 }
 
 TEST_F(BridgeTest, DeregistersWhileASubscriberWaitsForTheLock) {
-    const std::string document = cri_sim::UiDetectionDocument({}, {});
+    const std::string document = cri_sim::UiDetectionDocument({});
     Latch inside, answered;
     std::atomic<int> delivered{0};
     std::atomic<bool> queries{true}, deregistering{false};
@@ -380,7 +381,7 @@ TEST_F(CInterfaceTest, CarriesAContentAreaStartToBothKindsOfCallbacks) {
     m_service.Emit("CONTENTS_RECOGNITION_EVENT_SM_CAD_STATUS", "(1, 2, 3, 4, 5)");
     EXPECT_TRUE(RunUntil([&] { return area.size() == 5; }));
     EXPECT_THAT(area, ElementsAre(1, 2, 3, 4, 5));
-    cri_sim::AnalyzeResult result;
+    cri_sim::VisionData result;
     result.titleName = "The Long Harbour";
     ASSERT_TRUE(m_vision.Deliver(cri_sim::AnalyzeResultDocument(result)));
     EXPECT_TRUE(logos.WaitForOpen());

@@ -1,6 +1,7 @@
 /// The simulated file-channel services, seen by a client that knows nothing of the library.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <json/json.h>
 #include <stdio.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -15,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "ResultDocument.h"
 #include "UiDetectionPeer.h"
 #include "VisionDataPeer.h"
 
@@ -244,9 +246,9 @@ TEST(FileChannelPeerTest, TellsTheObserverBeforeTheWaitersAndSurvivesWhatItThrow
 TEST(ResultDocumentTest, HoldsOneLineFromWhichEachValueReadsBackEqual) {
     const float score = 0.1F + 0.2F;
     const std::string logos = cri_sim::AnalyzeResultDocument(
-        {"App", "Status", "Title\nä", {{{1, 2, 3, 4294967295U}, score, 7}}, {{5, 6, 7, 8}}});
+        {"App", "Status", "Title\nä", {{{1, 2, 3, 4294967295U}, score, 7}}, {5, 6, 7, 8}});
     const std::string elements =
-        cri_sim::UiDetectionDocument({{{0.5F, -1, score, 3}, score, 9}}, {10, -20, 1});
+        cri_sim::UiDetectionDocument({{{{0.5F, -1, score, 3}, score, 9}}, {10, -20, 1}});
     EXPECT_EQ((logos + elements).find('\n'), std::string::npos);
 
     Json::Value root = Parsed(logos);

@@ -12,7 +12,7 @@
 #include <sstream>
 
 #include "BuiltInRecording.h"
-#include "Faults.h"
+#include "RandomFaults.h"
 
 namespace {
 

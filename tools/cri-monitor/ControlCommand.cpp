@@ -14,6 +14,7 @@
 #include "ExitCode.h"
 #include "PictureOptions.h"
 #include "Printing.h"
+#include "Recording.h"
 
 namespace cri_monitor {
 namespace {
@@ -82,17 +83,9 @@ void AddVideoPlay(CLI::App& control, Command& chosen) {
              Api::SM_VPDServiceStop);
 }
 
-/// What the UI-detection engine is started and stopped with.
-struct UiConditions {
-    int hdmiPort = 0;
-    int isStb = 0;
-    int adaptiveSound = 0;
-    int multiview = 0;
-};
-
 void AddUiEngine(CLI::App& engine, Command& chosen, const char* name, const char* help,
                  const char* done, bool (ContentsUIDetectionAPI::*request)(int, int, int, int)) {
-    const auto is = std::make_shared<UiConditions>();
+    const auto is = std::make_shared<cri_recording::UiStartStop>();
     CLI::App* const command = engine.add_subcommand(name, help);
     command->add_option("--hdmi-port", is->hdmiPort, "HDMI port of the input (default 0)");
     command->add_option("--stb", is->isStb, "1 when a set-top box is on it");

@@ -1,4 +1,4 @@
-/// Lines in words, for people.
+/// Puts the lines of a recording into words, for people.
 #pragma once
 
 #include <array>
@@ -17,12 +17,19 @@ struct Statement {
     std::optional<std::array<int, 3>> colour;  ///< red, green, blue that the details speak of
 };
 
-/// @return at least one statement for each kind that the monitor deals with; of a state one for
-///         each member that it has
-std::vector<Statement> Describe(const cri_sim::LineContent& content);
+/// A line in words.
+struct Description {
+    std::string kind;    ///< "content-area"
+    std::string colour;  ///< in which a terminal shows the kind: "1;33"
+    /// At least one, of a state one for each member that it has; none for faults and requests,
+    /// which no set reports.
+    std::vector<Statement> statements;
+};
+
+Description Describe(const cri_recording::LineContent& content);
 
 /// "#18305a"
-std::string ColourCode(const cri_sim::BlackScreen& report);
+std::string ColourCode(const cri_recording::BlackScreen& report);
 
 /// "0.90"
 std::string Score(double score);

@@ -18,8 +18,8 @@ void Complain(bool answered, const char* what) {
 }  // namespace
 
 KindSet Detectors::Delivered() {
-    KindSet kinds;
-    return kinds.set(kContentArea).set(kVideoPlay).set(kBlackScreen);
+    using namespace cri_recording;
+    return Kinds<ContentArea, VideoPlay, BlackScreen>();
 }
 
 Detectors::Detectors(KindSet wanted, int captureType, Reporter report)
@@ -27,14 +27,15 @@ Detectors::Detectors(KindSet wanted, int captureType, Reporter report)
 
 void Detectors::Start() {
     m_started = true;
-    if (m_wanted[kContentArea] || m_wanted[kVisionData])
+    if (Has<cri_recording::ContentArea>(m_wanted) || Has<cri_recording::VisionData>(m_wanted))
         Complain(Api::SM_CADServiceStart(OnContentArea, this, m_captureType),
                  "start of the content-area detector");
-    if (m_wanted[kVideoPlay])
+    if (Has<cri_recording::VideoPlay>(m_wanted))
         Complain(Api::SM_VPDServiceStart(OnVideoPlay, this, m_captureType),
                  "start of the video-play detector");
-    if (m_wanted[kBlackScreen]) Complain(StartBlackScreen(), "start of the black-screen engine");
-    if (m_wanted[kUiDetection]) StartUiDetection();
+    if (Has<cri_recording::BlackScreen>(m_wanted))
+        Complain(StartBlackScreen(), "start of the black-screen engine");
+    if (Has<cri_recording::UiDetection>(m_wanted)) StartUiDetection();
 }
 
 /// A service that has come back holds no reference for us. A second subscription takes one, and
@@ -44,8 +45,9 @@ bool Detectors::StartBlackScreen() {
     const int id = Api::SubscribeBlackScreenEvent(
         [report = first ? m_report : Reporter()](const cri_bs_info_s& info) {
             if (report)
-                report(cri_sim::BlackScreen{info.is_solid, info.solid_prob, info.major_red,
-                                            info.major_green, info.major_blue, info.is_real_black});
+                report(cri_recording::BlackScreen{info.is_solid, info.solid_prob, info.major_red,
+                                                  info.major_green, info.major_blue,
+                                                  info.is_real_black});
         });
     if (id < 0) return false;
     if (first) m_blackScreenReports = id;
@@ -55,21 +57,22 @@ bool Detectors::StartBlackScreen() {
 
 void Detectors::Stop() {
     if (!m_started) return;
-    if (m_wanted[kContentArea] || m_wanted[kVisionData]) Api::SM_CADServiceStop();
-    if (m_wanted[kVideoPlay]) Api::SM_VPDServiceStop();
+    if (Has<cri_recording::ContentArea>(m_wanted) || Has<cri_recording::VisionData>(m_wanted))
+        Api::SM_CADServiceStop();
+    if (Has<cri_recording::VideoPlay>(m_wanted)) Api::SM_VPDServiceStop();
     if (m_blackScreenReference >= 0) Api::UnsubscribeBlackScreenEvent(m_blackScreenReference);
-    if (m_wanted[kUiDetection]) StopUiDetection();
+    if (Has<cri_recording::UiDetection>(m_wanted)) StopUiDetection();
 }
 
 void Detectors::OnContentArea(SM_SCREEN_STATUS mode, int x, int y, int width, int height,
                               void* self) {
     const auto& detectors = *static_cast<const Detectors*>(self);
-    if (detectors.m_wanted[kContentArea])
-        detectors.m_report(cri_sim::ContentArea{mode, x, y, width, height});
+    if (Has<cri_recording::ContentArea>(detectors.m_wanted))
+        detectors.m_report(cri_recording::ContentArea{mode, x, y, width, height});
 }
 
 void Detectors::OnVideoPlay(SM_VPD_STATUS status, void* self) {
-    static_cast<const Detectors*>(self)->m_report(cri_sim::VideoPlay{status});
+    static_cast<const Detectors*>(self)->m_report(cri_recording::VideoPlay{status});
 }
 
 }  // namespace cri_monitor

@@ -29,16 +29,16 @@ void Warn(const std::string& warning) {
     std::fprintf(stderr, "cri-monitor: %s\n", warning.c_str());
 }
 
-std::vector<cri_sim::RecordingLine> Read(const std::string& path) {
-    if (path == "-") return cri_sim::ReadRecording(std::cin, "standard input", Warn);
+std::vector<cri_recording::RecordingLine> Read(const std::string& path) {
+    if (path == "-") return cri_recording::ReadRecording(std::cin, "standard input", Warn);
     std::ifstream file(path);
     if (!file) throw std::runtime_error(path + ": cannot be read");
-    return cri_sim::ReadRecording(file, path, Warn);
+    return cri_recording::ReadRecording(file, path, Warn);
 }
 
 int DrawRecording(const DrawOptions& options) {
     Screen screen;
-    for (const cri_sim::RecordingLine& line : Read(options.recording)) {
+    for (const cri_recording::RecordingLine& line : Read(options.recording)) {
         const std::chrono::duration<double> time = line.time.value_or(std::chrono::microseconds(0));
         if (time.count() > options.at) break;
         screen.Take(line.content);
@@ -52,7 +52,7 @@ int DrawLive(const DrawOptions& options) {
     const Stopwatch stopwatch;
     Screen screen;
     LiveWatch* running = nullptr;
-    LiveWatch watch(options.watch, stopwatch, [&](const cri_sim::RecordingLine& line) {
+    LiveWatch watch(options.watch, stopwatch, [&](const cri_recording::RecordingLine& line) {
         screen.Take(line.content);
         if (screen.serviceAway) running->End(kNoService);
     });

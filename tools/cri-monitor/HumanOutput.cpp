@@ -1,4 +1,4 @@
-/// Sets statements in columns.
+/// Prints lines for people, in columns.
 #include "HumanOutput.h"
 
 #include <time.h>
@@ -7,7 +7,6 @@
 #include <cstdio>
 
 #include "Describe.h"
-#include "Kinds.h"
 
 namespace cri_monitor {
 namespace {
@@ -16,10 +15,6 @@ constexpr std::size_t kKindWidth = 15;
 constexpr std::size_t kSubjectWidth = 20;
 constexpr const char* kFaint = "2";
 constexpr const char* kStrong = "1";
-
-/// The terminal colours of the kinds.
-constexpr std::array<const char*, kKindCount> kKindColours{"36",   "1;33", "32", "34",  "35",
-                                                           "1;32", "1;34", "33", "1;31"};
 
 }  // namespace
 
@@ -35,15 +30,14 @@ std::string TimeOfDay(std::chrono::system_clock::time_point time) {
     return text.data();
 }
 
-bool HumanOutput::Write(const cri_sim::RecordingLine& line) {
-    const std::size_t kind = line.content.index();
-    if (kind >= kKindCount) return true;
+bool HumanOutput::Write(const cri_recording::RecordingLine& line) {
+    const Description description = Describe(line.content);
     const auto time = m_stopwatch.TimeOfDay(line.time.value_or(std::chrono::microseconds(0)));
     const std::string start =
         m_style.Paint(TimeOfDay(time), kFaint) + "  " +
-        m_style.Paint(Padded(kKindNames.at(kind), kKindWidth), kKindColours.at(kind));
+        m_style.Paint(Padded(description.kind, kKindWidth), description.colour);
     std::string text;
-    for (const Statement& statement : Describe(line.content)) {
+    for (const Statement& statement : description.statements) {
         const std::string details = Printable(statement.details);
         const std::string subject = Printable(statement.subject);
         text += start +

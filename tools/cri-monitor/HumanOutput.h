@@ -12,7 +12,7 @@ class HumanOutput : public Output {
     HumanOutput(const Stopwatch& stopwatch, Style style) : m_stopwatch(stopwatch), m_style(style) {}
 
     bool Begin() override { return true; }
-    bool Write(const cri_sim::RecordingLine& line) override;
+    bool Write(const cri_recording::RecordingLine& line) override;
 
   private:
     const Stopwatch& m_stopwatch;

@@ -1,7 +1,6 @@
-/// The kinds of lines that the monitor deals with, and which of them somebody wants.
+/// The kinds of lines that happen on a set, and which of them somebody wants.
 #pragma once
 
-#include <array>
 #include <bitset>
 #include <string>
 #include <variant>
@@ -11,30 +10,35 @@
 
 namespace cri_monitor {
 
-/// The first alternatives of a line's content, by their index.
-enum Kind : std::size_t {
-    kState,
-    kEvent,
-    kContentArea,
-    kVideoPlay,
-    kBlackScreen,
-    kVisionData,
-    kUiDetection,
-    kUiStartStop,
-    kService,
-    kKindCount
-};
-static_assert(
-    std::is_same_v<std::variant_alternative_t<kState, cri_sim::LineContent>, cri_sim::StateChange>);
-static_assert(
-    std::is_same_v<std::variant_alternative_t<kService, cri_sim::LineContent>, cri_sim::Service>);
+/// Kinds by their place in a line's content.
+using KindSet = std::bitset<std::variant_size_v<cri_recording::LineContent>>;
 
-/// As the command line and people's output name them.
-inline constexpr std::array<const char*, kKindCount> kKindNames{
-    "state",       "event",        "content-area",  "video-play", "black-screen",
-    "vision-data", "ui-detection", "ui-start-stop", "service"};
+/// The place of the kind T.
+template <cri_recording::IsHappening T>
+std::size_t PlaceOf() {
+    return cri_recording::LineContent(std::in_place_type<T>).index();
+}
 
-using KindSet = std::bitset<kKindCount>;
+template <cri_recording::IsHappening T>
+bool Has(const KindSet& kinds) {
+    return kinds[PlaceOf<T>()];
+}
+
+template <cri_recording::IsHappening... Ts>
+KindSet Kinds() {
+    KindSet kinds;
+    (kinds.set(PlaceOf<Ts>()), ...);
+    return kinds;
+}
+
+/// All kinds that happen on a set.
+KindSet AllKinds();
+
+/// A kind of the recording format as people write it: "content-area" for "content_area".
+std::string ForPeople(std::string kind);
+
+/// The names of all kinds, as the command line has them.
+std::vector<std::string> KindNames();
 
 /// The kinds in `only`, or all when that is empty, without those in `without`. Other names count
 /// for nothing.

@@ -52,8 +52,8 @@ LiveWatch::~LiveWatch() {
 }
 
 Reporter LiveWatch::MakeReporter() {
-    return [this](cri_sim::LineContent content) {
-        const auto* service = std::get_if<cri_sim::Service>(&content);
+    return [this](cri_recording::LineContent content) {
+        const auto* service = std::get_if<cri_recording::Service>(&content);
         if (service && service->present && m_options.start)
             m_worker.Post([this] { m_detectors.Start(); });
         m_timeline.Report(std::move(content));
@@ -100,8 +100,8 @@ void LiveWatch::End(ExitCode code) {
 
 /// The message files come first: whoever sees the first line knows that all of it is listened to.
 void LiveWatch::Open() {
-    if (m_options.kinds[kVisionData]) OpenVisionData(MakeReporter());
-    if (m_options.kinds[kUiDetection]) OpenUiDetection(MakeReporter());
+    if (Has<cri_recording::VisionData>(m_options.kinds)) OpenVisionData(MakeReporter());
+    if (Has<cri_recording::UiDetection>(m_options.kinds)) OpenUiDetection(MakeReporter());
     if (!m_recognition.Open()) {
         std::fputs("cri-monitor: there is no system bus to reach the service on\n", stderr);
         OnMainThread([this] { End(kNoService); });
@@ -113,8 +113,8 @@ void LiveWatch::Open() {
 
 void LiveWatch::Close() {
     m_detectors.Stop();
-    if (m_options.kinds[kVisionData]) CloseVisionData();
-    if (m_options.kinds[kUiDetection]) CloseUiDetection();
+    if (Has<cri_recording::VisionData>(m_options.kinds)) CloseVisionData();
+    if (Has<cri_recording::UiDetection>(m_options.kinds)) CloseUiDetection();
 }
 
 }  // namespace cri_monitor

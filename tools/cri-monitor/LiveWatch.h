@@ -15,7 +15,7 @@
 namespace cri_monitor {
 
 struct LiveWatchOptions {
-    KindSet kinds = ~KindSet();
+    KindSet kinds = AllKinds();
     bool start = false;  ///< run the detectors and engines meanwhile
     int captureType = 1;
     double refresh = 0;  ///< seconds after which the state is asked anyway; 0 for never

@@ -16,7 +16,7 @@ class Output {
     /// @return false when it cannot be written, here and below; EndOfOutput says what that means
     virtual bool Begin() = 0;
     /// Writes a line that has a time, and does not keep it in a buffer.
-    virtual bool Write(const cri_sim::RecordingLine& line) = 0;
+    virtual bool Write(const cri_recording::RecordingLine& line) = 0;
 };
 
 }  // namespace cri_monitor

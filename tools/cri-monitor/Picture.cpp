@@ -137,7 +137,7 @@ class Painter {
     }
 
     template <class Edge, class Choose>
-    void PaintDetections(const std::vector<cri_sim::Detection<Edge>>& all, const char* what,
+    void PaintDetections(const std::vector<cri_recording::Detection<Edge>>& all, const char* what,
                          Choose colourOf) {
         const std::size_t count = std::min(all.size(), kMostBoxes);
         for (std::size_t index = 0; index < count; ++index) {

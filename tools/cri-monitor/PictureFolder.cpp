@@ -14,7 +14,7 @@ PictureFolder::PictureFolder(std::string directory, std::string extension,
     std::filesystem::create_directories(m_directory);
 }
 
-void PictureFolder::Take(const cri_sim::RecordingLine& line) {
+void PictureFolder::Take(const cri_recording::RecordingLine& line) {
     if (m_screen.Take(line.content)) m_changed = true;
 }
 

@@ -16,7 +16,7 @@ class PictureFolder {
     /// @throws std::runtime_error when it cannot, and so do the operations below
     PictureFolder(std::string directory, std::string extension, const PictureOptions& options);
 
-    void Take(const cri_sim::RecordingLine& line);
+    void Take(const cri_recording::RecordingLine& line);
     /// Draws what is not drawn yet, if a picture is due.
     void DrawIfDue(std::chrono::microseconds now);
     /// Draws what is not drawn yet.

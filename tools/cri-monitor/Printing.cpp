@@ -48,6 +48,13 @@ std::string Padded(const std::string& text, std::size_t width) {
     return cells < width ? text + std::string(width - cells, ' ') : text;
 }
 
+std::string Joined(const std::vector<std::string>& parts, const char* between) {
+    std::string all;
+    for (const std::string& part : parts)
+        if (!part.empty()) all += (all.empty() ? "" : between) + part;
+    return all;
+}
+
 std::string Style::Paint(const std::string& text, const std::string& code) const {
     return m_colour ? "\033[" + code + "m" + text + "\033[0m" : text;
 }

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ExitCode.h"
 
@@ -24,6 +25,9 @@ std::string Printable(std::string_view text);
 
 /// `text`, filled up with blanks to `width` cells of a terminal.
 std::string Padded(const std::string& text, std::size_t width);
+
+/// The parts that are not empty, with `between` between them.
+std::string Joined(const std::vector<std::string>& parts, const char* between);
 
 /// A terminal's colours, or none.
 class Style {

@@ -8,30 +8,31 @@
 #include <utility>
 
 namespace cri_monitor {
+
+using namespace cri_recording;
 namespace {
 
 using Api = CContentsRecognitionAPI;
-using cri_sim::LineContent;
 
 constexpr const char* kName = "kestrum.olvex.CrsApi";
 constexpr const char* kPath = "/kestrum/olvex/CrsApi";
 
 /// A signal of its own kind: what it is called, what it carries, and how that is read.
 struct Signal {
-    Kind kind;
+    std::size_t kind;
     const char* member;
     const char* type;
     LineContent (*read)(GVariant* body);
 };
 
 LineContent ReadContentArea(GVariant* body) {
-    cri_sim::ContentArea area;
+    ContentArea area;
     g_variant_get(body, "(iiiii)", &area.mode, &area.x, &area.y, &area.width, &area.height);
     return area;
 }
 
 LineContent ReadVideoPlay(GVariant* body) {
-    cri_sim::VideoPlay video;
+    VideoPlay video;
     g_variant_get(body, "(i)", &video.status);
     return video;
 }
@@ -41,22 +42,24 @@ LineContent ReadBlackScreen(GVariant* body) {
     double probability = 0;
     g_variant_get(body, "(idiiii)", &solid, &probability, &red, &green, &blue, &realBlack);
     const auto lowByte = [](int colour) { return static_cast<std::uint8_t>(colour & 0xFF); };
-    return cri_sim::BlackScreen{solid != 0,     probability,   lowByte(red),
-                                lowByte(green), lowByte(blue), realBlack != 0};
+    return BlackScreen{solid != 0,     probability,   lowByte(red),
+                       lowByte(green), lowByte(blue), realBlack != 0};
 }
 
 LineContent ReadUiStartStop(GVariant* body) {
-    cri_sim::UiStartStop signal;
+    UiStartStop signal;
     g_variant_get(body, "(iiiii)", &signal.startStop, &signal.hdmiPort, &signal.isStb,
                   &signal.adaptiveSound, &signal.multiview);
     return signal;
 }
 
-constexpr std::array<Signal, 4> kSignals{
-    {{kContentArea, "CONTENTS_RECOGNITION_EVENT_SM_CAD_STATUS", "(iiiii)", ReadContentArea},
-     {kVideoPlay, "CONTENTS_RECOGNITION_EVENT_SM_VPD_STATUS", "(i)", ReadVideoPlay},
-     {kBlackScreen, "BlackScreenInfo", "(idiiii)", ReadBlackScreen},
-     {kUiStartStop, "CONTENTS_RECOGNITION_EVENT_CUDS_STARTSTOP", "(iiiii)", ReadUiStartStop}}};
+const std::array<Signal, 4> s_signals{
+    {{PlaceOf<ContentArea>(), "CONTENTS_RECOGNITION_EVENT_SM_CAD_STATUS", "(iiiii)",
+      ReadContentArea},
+     {PlaceOf<VideoPlay>(), "CONTENTS_RECOGNITION_EVENT_SM_VPD_STATUS", "(i)", ReadVideoPlay},
+     {PlaceOf<BlackScreen>(), "BlackScreenInfo", "(idiiii)", ReadBlackScreen},
+     {PlaceOf<UiStartStop>(), "CONTENTS_RECOGNITION_EVENT_CUDS_STARTSTOP", "(iiiii)",
+      ReadUiStartStop}}};
 
 /// What a plain subscription needs when its signal comes.
 struct Listener {
@@ -98,17 +101,17 @@ bool RecognitionSource::Open() {
 
 /// A state that is watched changes with events.
 void RecognitionSource::SubscribeEvents() {
-    if (!m_wanted[kEvent] && !m_wanted[kState]) return;
+    if (!Has<Event>(m_wanted) && !Has<StateChange>(m_wanted)) return;
     for (EventSlot& slot : m_slots) Api::SubscribeEvent(slot.event, OnEvent, &slot);
 }
 
 void RecognitionSource::OnEvent(CRS_EVENT_TYPE status, void* data) {
     const auto& slot = *static_cast<const EventSlot*>(data);
-    slot.source->m_report(cri_sim::Event{CONTENTS_RECOGNITION_EVENTS_STR[slot.event], status});
+    slot.source->m_report(Event{CONTENTS_RECOGNITION_EVENTS_STR[slot.event], status});
 }
 
 void RecognitionSource::SubscribeSignals() {
-    for (const Signal& signal : kSignals)
+    for (const Signal& signal : s_signals)
         if (m_wanted[signal.kind])
             g_dbus_connection_signal_subscribe(Api::m_connection, nullptr, kName, signal.member,
                                                kPath, nullptr, G_DBUS_SIGNAL_FLAGS_NONE, OnSignal,
@@ -128,7 +131,7 @@ void RecognitionSource::WatchPresence() {
 
 /// Nothing is said of a service that is there from the start.
 void RecognitionSource::TakePresence(bool present) {
-    if (std::exchange(m_present, present) != present) m_report(cri_sim::Service{present});
+    if (std::exchange(m_present, present) != present) m_report(Service{present});
 }
 
 }  // namespace cri_monitor

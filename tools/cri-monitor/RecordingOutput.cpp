@@ -6,11 +6,11 @@
 namespace cri_monitor {
 
 bool RecordingOutput::Begin() {
-    return Print(cri_sim::RecordingHeader() + '\n');
+    return Print(cri_recording::RecordingHeader() + '\n');
 }
 
-bool RecordingOutput::Write(const cri_sim::RecordingLine& line) {
-    return Print(cri_sim::FormatLine(line) + '\n');
+bool RecordingOutput::Write(const cri_recording::RecordingLine& line) {
+    return Print(cri_recording::FormatLine(line) + '\n');
 }
 
 }  // namespace cri_monitor

@@ -8,7 +8,7 @@ namespace cri_monitor {
 class RecordingOutput : public Output {
   public:
     bool Begin() override;
-    bool Write(const cri_sim::RecordingLine& line) override;
+    bool Write(const cri_recording::RecordingLine& line) override;
 };
 
 }  // namespace cri_monitor

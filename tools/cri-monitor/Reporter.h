@@ -8,6 +8,6 @@
 namespace cri_monitor {
 
 /// Takes note of what has just happened; callable from any thread.
-using Reporter = std::function<void(cri_sim::LineContent)>;
+using Reporter = std::function<void(cri_recording::LineContent)>;
 
 }  // namespace cri_monitor

@@ -8,17 +8,17 @@
 namespace cri_monitor {
 
 struct Screen {
-    cri_sim::StateChange state;
-    std::optional<cri_sim::ContentArea> contentArea;
-    std::optional<cri_sim::VideoPlay> videoPlay;
-    std::optional<cri_sim::BlackScreen> blackScreen;
-    cri_sim::VisionData visionData;
-    cri_sim::UiDetection uiDetection;
+    cri_recording::StateChange state;
+    std::optional<cri_recording::ContentArea> contentArea;
+    std::optional<cri_recording::VideoPlay> videoPlay;
+    std::optional<cri_recording::BlackScreen> blackScreen;
+    cri_recording::VisionData visionData;
+    cri_recording::UiDetection uiDetection;
     bool serviceAway = false;
 
     /// Takes over what `content` tells.
     /// @return whether it looks different now
-    bool Take(const cri_sim::LineContent& content);
+    bool Take(const cri_recording::LineContent& content);
 };
 
 }  // namespace cri_monitor

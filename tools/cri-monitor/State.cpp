@@ -1,37 +1,53 @@
-/// The queries, listed once for asking, comparing and telling.
+/// Asks the library for the state, and compares and tells the answers.
 #include "State.h"
 
 #include <chrono>
+#include <tuple>
 
 #include "ContentsRecognitionAPI.h"
 
 namespace cri_monitor {
+
+using namespace cri_recording;
 namespace {
 
 using Api = CContentsRecognitionAPI;
-using State = cri_sim::StateChange;
+using State = cri_recording::StateChange;
 
-bool AskChannelInfo(cri_sim::ChannelInfo& info) {
+bool AskChannelInfo(ChannelInfo& info) {
     return Api::GetCurrentChannelNumberWithInfo(info.number, info.firstValue, info.secondText,
                                                 info.secondValue, info.flag);
 }
 
-/// Calls visit(name, member, query) for every member.
+/// A member of the state: how people call it, where it stands, and how the library is asked for it.
+template <class Value>
+struct Question {
+    const char* name;
+    std::optional<Value> State::*member;
+    bool (*query)(Value&);
+};
+
+const std::tuple s_questions{
+    Question{"contents", &State::contentsInfo, Api::GetCurrentContentsInfo},
+    Question{"channel name", &State::channelName, Api::GetCurrentChannelName},
+    Question{"channel number", &State::channelNumber, Api::GetCurrentChannelNumber},
+    Question{"channel info", &State::channelInfo, AskChannelInfo},
+    Question{"programme", &State::programTitle, Api::GetCurrentProgramTitle},
+    Question{"programme source", &State::programTitleSource, Api::GetCurrentProgramTitleSource},
+    Question{"screen status", &State::screenStatus, Api::GetCurrentScreenStatus},
+    Question{"recognition status", &State::recognitionStatus, Api::GetCurrentRecognitionStatus},
+    Question{"black-screen ms", &State::blackScreenPeriodMillis, Api::GetBlackScreenPeriodMillis},
+    Question{"scrolling", &State::scrolling, Api::GetChannelScrollStatus}};
+static_assert(std::tuple_size_v<decltype(s_questions)> ==
+                  std::tuple_size_v<decltype(State::Members())>,
+              "a member of the state is not asked for");
+
 template <class Visit>
-void ForEachMember(Visit visit) {
-    visit("contents", &State::contentsInfo, Api::GetCurrentContentsInfo);
-    visit("channel name", &State::channelName, Api::GetCurrentChannelName);
-    visit("channel number", &State::channelNumber, Api::GetCurrentChannelNumber);
-    visit("channel info", &State::channelInfo, AskChannelInfo);
-    visit("programme", &State::programTitle, Api::GetCurrentProgramTitle);
-    visit("programme source", &State::programTitleSource, Api::GetCurrentProgramTitleSource);
-    visit("screen status", &State::screenStatus, Api::GetCurrentScreenStatus);
-    visit("recognition status", &State::recognitionStatus, Api::GetCurrentRecognitionStatus);
-    visit("black-screen ms", &State::blackScreenPeriodMillis, Api::GetBlackScreenPeriodMillis);
-    visit("scrolling", &State::scrolling, Api::GetChannelScrollStatus);
+void ForEachQuestion(Visit visit) {
+    std::apply([&](const auto&... question) { (visit(question), ...); }, s_questions);
 }
 
-/// Counts the questions that nobody answered in time.
+/// Counts the questions that nobody answered in time: after two of them it is over.
 class Patience {
   public:
     template <class Question>
@@ -60,7 +76,7 @@ std::string Word(const std::string& value) {
     return value;
 }
 
-std::string Word(const cri_sim::ChannelInfo& info) {
+std::string Word(const ChannelInfo& info) {
     return info.number + ", " + Word(info.firstValue) + ", " + info.secondText + ", " +
            Word(info.secondValue) + ", " + Word(info.flag);
 }
@@ -70,12 +86,11 @@ std::string Word(const cri_sim::ChannelInfo& info) {
 State AskState(const std::stop_token& stop) {
     State state;
     Patience patience;
-    ForEachMember(
-        [&]<class Value>(const char*, std::optional<Value> State::*member, bool (*query)(Value&)) {
-            if (patience.IsOver() || stop.stop_requested()) return;
-            Value value{};
-            if (patience.Try([&] { return query(value); })) state.*member = value;
-        });
+    ForEachQuestion([&]<class Value>(const Question<Value>& question) {
+        if (patience.IsOver() || stop.stop_requested()) return;
+        Value value{};
+        if (patience.Try([&] { return question.query(value); })) state.*question.member = value;
+    });
     return state;
 }
 
@@ -87,23 +102,24 @@ bool ServiceAnswered(const State& answers) {
 
 State Difference(const State& known, const State& now) {
     State change;
-    ForEachMember([&](const char*, auto member, auto) {
-        if (now.*member && now.*member != known.*member) change.*member = now.*member;
+    ForEachMember<State>([&](const auto& member) {
+        const auto& answer = now.*member.place;
+        if (answer && answer != known.*member.place) change.*member.place = answer;
     });
     return change;
 }
 
 void Merge(State& known, const State& change) {
-    ForEachMember([&](const char*, auto member, auto) {
-        if (change.*member) known.*member = change.*member;
+    ForEachMember<State>([&](const auto& member) {
+        if (change.*member.place) known.*member.place = change.*member.place;
     });
 }
 
 std::vector<StateRow> Rows(const State& state) {
     std::vector<StateRow> rows;
-    ForEachMember([&](const char* name, auto member, auto) {
-        StateRow& row = rows.emplace_back(StateRow{name, std::nullopt});
-        if (state.*member) row.value = Word(*(state.*member));
+    ForEachQuestion([&](const auto& question) {
+        StateRow& row = rows.emplace_back(StateRow{question.name, std::nullopt});
+        if (state.*question.member) row.value = Word(*(state.*question.member));
     });
     return rows;
 }

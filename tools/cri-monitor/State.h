@@ -14,16 +14,17 @@ namespace cri_monitor {
 /// that this gives up on it after a few; it also ends early, between two questions, when `stop`
 /// says so.
 /// @return the answers; what was not answered is missing
-cri_sim::StateChange AskState(const std::stop_token& stop = {});
+cri_recording::StateChange AskState(const std::stop_token& stop = {});
 
 /// Whether the service itself has answered anything: the recognition status comes from elsewhere.
-bool ServiceAnswered(const cri_sim::StateChange& answers);
+bool ServiceAnswered(const cri_recording::StateChange& answers);
 
 /// What `now` has, and `known` has not or has otherwise.
-cri_sim::StateChange Difference(const cri_sim::StateChange& known, const cri_sim::StateChange& now);
+cri_recording::StateChange Difference(const cri_recording::StateChange& known,
+                                      const cri_recording::StateChange& now);
 
 /// Takes over what `change` has.
-void Merge(cri_sim::StateChange& known, const cri_sim::StateChange& change);
+void Merge(cri_recording::StateChange& known, const cri_recording::StateChange& change);
 
 /// One member in words.
 struct StateRow {
@@ -32,6 +33,6 @@ struct StateRow {
 };
 
 /// All members, in the order of asking.
-std::vector<StateRow> Rows(const cri_sim::StateChange& state);
+std::vector<StateRow> Rows(const cri_recording::StateChange& state);
 
 }  // namespace cri_monitor

@@ -38,7 +38,7 @@ std::vector<StateRow> UiRows() {
             row("VOD app UI", Api::GetVODAppUIStatus), row("VOD app type", Api::GetVODAppType)};
 }
 
-std::string Table(const cri_sim::StateChange& state) {
+std::string Table(const cri_recording::StateChange& state) {
     const Style style(ColourWanted());
     std::string text = style.Paint("What the set shows", kTitle) + "  " +
                        style.Paint(TimeOfDay(std::chrono::system_clock::now()), kFaint) + '\n';
@@ -48,13 +48,13 @@ std::string Table(const cri_sim::StateChange& state) {
 }
 
 int Status(bool json) {
-    const cri_sim::StateChange state = AskState();
+    const cri_recording::StateChange state = AskState();
     if (!ServiceAnswered(state)) {
         std::fputs("cri-monitor: the recognition service does not answer\n", stderr);
         return kNoService;
     }
     const std::string text =
-        json ? cri_sim::FormatLine({std::nullopt, state}) + '\n' : Table(state);
+        json ? cri_recording::FormatLine({std::nullopt, state}) + '\n' : Table(state);
     return Print(text) ? kDone : EndOfOutput();
 }
 

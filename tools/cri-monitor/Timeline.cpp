@@ -9,7 +9,7 @@
 
 namespace cri_monitor {
 
-using cri_sim::LineContent;
+using cri_recording::LineContent;
 
 Timeline::Timeline(KindSet wanted, Worker& worker, const Stopwatch& stopwatch, Sink sink)
     : m_wanted(wanted), m_worker(worker), m_stopwatch(stopwatch), m_sink(std::move(sink)) {}
@@ -21,14 +21,16 @@ void Timeline::Report(LineContent content) {
 }
 
 void Timeline::AskNow() {
-    Add({m_stopwatch.Elapsed(), std::nullopt, m_wanted[kState]});
+    Add({m_stopwatch.Elapsed(), std::nullopt, Has<cri_recording::StateChange>(m_wanted)});
 }
 
 void Timeline::Take(std::chrono::microseconds time, LineContent content) {
-    const auto* service = std::get_if<cri_sim::Service>(&content);
+    const auto* service = std::get_if<cri_recording::Service>(&content);
     if (service) m_serviceAway = !service->present;
-    const bool changesState = content.index() == kEvent || (service && service->present);
-    Entry entry{time, std::nullopt, changesState && !m_serviceAway && m_wanted[kState]};
+    const bool changesState =
+        std::holds_alternative<cri_recording::Event>(content) || (service && service->present);
+    Entry entry{time, std::nullopt,
+                changesState && !m_serviceAway && Has<cri_recording::StateChange>(m_wanted)};
     if (m_wanted[content.index()]) entry.content = std::move(content);
     Add(std::move(entry));
 }
@@ -59,12 +61,12 @@ void Timeline::Ask() {
     });
 }
 
-void Timeline::TakeState(const cri_sim::StateChange& state) {
+void Timeline::TakeState(const cri_recording::StateChange& state) {
     m_asking = false;
     if (m_waiting.empty()) return;
-    const cri_sim::StateChange change = Difference(m_known, state);
+    const cri_recording::StateChange change = Difference(m_known, state);
     Merge(m_known, change);
-    if (change != cri_sim::StateChange{}) Write(m_waiting.front().time, change);
+    if (change != cri_recording::StateChange{}) Write(m_waiting.front().time, change);
     for (std::size_t index = 0; index < m_covered; ++index) m_waiting[index].needsState = false;
     Advance();
 }

@@ -19,7 +19,7 @@ namespace cri_monitor {
 /// Everything happens on the main loop's thread, except Report.
 class Timeline {
   public:
-    using Sink = std::function<void(const cri_sim::RecordingLine&)>;
+    using Sink = std::function<void(const cri_recording::RecordingLine&)>;
 
     /// @param worker  asks the state there
     /// @param sink    gets each line of the kinds in `wanted`
@@ -28,7 +28,7 @@ class Timeline {
     Timeline& operator=(const Timeline&) = delete;
 
     /// Takes note of what happened right now. Callable from any thread.
-    void Report(cri_sim::LineContent content);
+    void Report(cri_recording::LineContent content);
 
     /// Asks the state as of now.
     void AskNow();
@@ -40,16 +40,16 @@ class Timeline {
     /// A line that waits, or a question alone.
     struct Entry {
         std::chrono::microseconds time;
-        std::optional<cri_sim::LineContent> content;  ///< nothing: nobody wants it
+        std::optional<cri_recording::LineContent> content;  ///< nothing: nobody wants it
         bool needsState;
     };
 
-    void Take(std::chrono::microseconds time, cri_sim::LineContent content);
+    void Take(std::chrono::microseconds time, cri_recording::LineContent content);
     void Add(Entry entry);
     void Advance();
     void Ask();
-    void TakeState(const cri_sim::StateChange& state);
-    void Write(std::chrono::microseconds time, cri_sim::LineContent content);
+    void TakeState(const cri_recording::StateChange& state);
+    void Write(std::chrono::microseconds time, cri_recording::LineContent content);
 
     const KindSet m_wanted;
     Worker& m_worker;
@@ -61,7 +61,7 @@ class Timeline {
     bool m_asking = false;
     bool m_serviceAway = false;
     std::chrono::microseconds m_lastTime{0};
-    cri_sim::StateChange m_known;
+    cri_recording::StateChange m_known;
 };
 
 }  // namespace cri_monitor

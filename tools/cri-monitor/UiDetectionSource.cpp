@@ -15,7 +15,7 @@ CUDASubscriptionHandle s_elements;
 CUDASubscriptionHandle s_pip;
 bool s_registered = false;
 
-using Elements = std::vector<cri_sim::Detection<float>>;
+using Elements = std::vector<cri_recording::Detection<float>>;
 
 Elements Converted(const std::vector<_DETECTED_RESULT>& results) {
     Elements elements;
@@ -34,8 +34,8 @@ void OpenUiDetection(const Reporter& report) {
     s_elements = client->SubscribeDetectedCallback(
         [latest](const std::vector<_DETECTED_RESULT>& results) { *latest = Converted(results); });
     s_pip = client->SubscribePipModeCallback([latest, report](const _PIP_MODE_RESULT& pip) {
-        report(cri_sim::UiDetection{std::exchange(*latest, {}),
-                                    {pip.centerx, pip.centery, pip.on_off}});
+        report(cri_recording::UiDetection{std::exchange(*latest, {}),
+                                          {pip.centerx, pip.centery, pip.on_off}});
     });
 }
 

@@ -8,8 +8,8 @@ namespace {
 
 SubscriptionHandle s_subscription;
 
-cri_sim::VisionData Converted(const MOBILE_USAGE& usage) {
-    cri_sim::VisionData data{usage.AppName, usage.ContentsStatus, usage.TitleName, {}, {}};
+cri_recording::VisionData Converted(const MOBILE_USAGE& usage) {
+    cri_recording::VisionData data{usage.AppName, usage.ContentsStatus, usage.TitleName, {}, {}};
     for (const LogoIconInfo& logo : usage.logo_icon)
         data.logos.push_back(
             {{logo.left, logo.top, logo.right, logo.bottom}, logo.score, logo.class_id});

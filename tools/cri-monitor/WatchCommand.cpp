@@ -42,7 +42,7 @@ class Watch {
         : m_output(MakeOutput(options.json, m_stopwatch)),
           m_left(options.count),
           m_watch(options.watch, m_stopwatch,
-                  [this](const cri_sim::RecordingLine& line) { Take(line); }) {
+                  [this](const cri_recording::RecordingLine& line) { Take(line); }) {
         if (!options.pictures.empty())
             m_pictures.emplace(options.pictures, options.pictureFormat, options.picture);
         if (options.timeout) m_watch.EndAfter(*options.timeout, kTimeReached);
@@ -61,7 +61,7 @@ class Watch {
     static constexpr guint kPictureMillis = 100;
 
     /// What comes after the last line that was wanted is dropped.
-    void Take(const cri_sim::RecordingLine& line) {
+    void Take(const cri_recording::RecordingLine& line) {
         if (m_over) return;
         const bool written = m_output->Write(line);
         if (!written) End(EndOfOutput());
@@ -101,7 +101,7 @@ class Watch {
 };
 
 void AddKinds(CLI::App& command, WatchOptions& options) {
-    const std::vector<std::string> names(kKindNames.begin(), kKindNames.end());
+    const std::vector<std::string> names = KindNames();
     command.add_option("--only", options.only, "Kinds of lines to write, with commas between")
         ->delimiter(',')
         ->check(Unnamed(CLI::IsMember(names)))
@@ -156,9 +156,8 @@ void AddWatch(CLI::App& app, Command& chosen) {
     AddEngines(*command, *options);
     AddPictures(*command, *options);
     command->footer(
-        "Kinds: state, event, content-area, video-play, black-screen, vision-data, ui-detection,\n"
-        "ui-start-stop, service. Without --start nothing is asked to run: what others have "
-        "started is shown.");
+        "Kinds: " + Joined(KindNames(), ", ") +
+        ".\nWithout --start nothing is asked to run: what others have started is shown.");
     command->callback([options, &chosen] {
         options->watch.kinds = Choose(options->only, options->without);
         if (options->watch.kinds.none())

@@ -18,10 +18,10 @@
 namespace cri_tool {
 namespace {
 
+using cri_recording::RecordingError;
+using cri_recording::RecordingLine;
+using cri_recording::RecordingParser;
 using cri_sim::Player;
-using cri_sim::RecordingError;
-using cri_sim::RecordingLine;
-using cri_sim::RecordingParser;
 using cri_sim::SimulatedSet;
 using Clock = Attention::Clock;
 using Seconds = std::chrono::duration<double>;
@@ -107,11 +107,11 @@ void PlayOn(SimulatedSet& set, const Script& script, Attention& attention,
 std::vector<RecordingLine> Read(const std::string& name) {
     if (name.empty()) {
         std::istringstream text{std::string(cri_sim::BuiltInRecording())};
-        return cri_sim::ReadRecording(text, "built-in recording", Complain);
+        return cri_recording::ReadRecording(text, "built-in recording", Complain);
     }
     std::ifstream file(name);
     if (!file) throw RecordingError(name + ": " + strerror(errno));
-    return cri_sim::ReadRecording(file, name, Complain);
+    return cri_recording::ReadRecording(file, name, Complain);
 }
 
 bool HasLength(const std::vector<RecordingLine>& lines) {
@@ -140,7 +140,7 @@ int Play(const Script& script, const PlayOptions& options) {
     try {
         set.emplace(SimulatedSet::Options{
             options.bus, options.directory,
-            [&log](const cri_sim::ClientRequest& request) { log.Write(request); }});
+            [&log](const cri_recording::ClientRequest& request) { log.Write(request); }});
     } catch (const std::exception& error) {
         Complain(error.what());
         return kNoBus;

@@ -24,11 +24,11 @@ enum ExitStatus {
 void Complain(const std::string& text);
 
 /// What to play: the lines of a recording, or nothing when they are typed.
-using Script = std::optional<std::vector<cri_sim::RecordingLine>>;
+using Script = std::optional<std::vector<cri_recording::RecordingLine>>;
 
 /// Reads the recording `name`: a file, "-" for what is typed, and empty for the built-in one.
 /// @param loop  whether it is to be played in a loop
-/// @throws cri_sim::RecordingError when it is no recording, or too short for a loop
+/// @throws cri_recording::RecordingError when it is no recording, or too short for a loop
 Script ReadScript(const std::string& name, bool loop);
 
 struct PlayOptions {

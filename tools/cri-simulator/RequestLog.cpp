@@ -27,7 +27,7 @@ std::string Harmless(std::string text) {
     return text;
 }
 
-std::string ForPeople(const cri_sim::ClientRequest& request, microseconds time) {
+std::string ForPeople(const cri_recording::ClientRequest& request, microseconds time) {
     std::array<char, 64> start;
     std::snprintf(start.data(), start.size(), "%9.3f  %-12s  ",
                   std::chrono::duration<double>(time).count(),
@@ -42,12 +42,12 @@ std::string ForPeople(const cri_sim::ClientRequest& request, microseconds time) 
 }  // namespace
 
 RequestLog::RequestLog(std::FILE* file, Form form) : m_file(file), m_form(form) {
-    if (m_form == Form::kJson) WriteLine(cri_sim::RecordingHeader());
+    if (m_form == Form::kJson) WriteLine(cri_recording::RecordingHeader());
 }
 
-void RequestLog::Write(const cri_sim::ClientRequest& request) const {
+void RequestLog::Write(const cri_recording::ClientRequest& request) const {
     const auto time = duration_cast<microseconds>(std::chrono::steady_clock::now() - m_start);
-    WriteLine(m_form == Form::kJson ? cri_sim::FormatLine({time, request})
+    WriteLine(m_form == Form::kJson ? cri_recording::FormatLine({time, request})
                                     : ForPeople(request, time));
 }
 

@@ -19,7 +19,7 @@ class RequestLog {
     /// @param file  where to; not owned; null: nowhere
     RequestLog(std::FILE* file, Form form);
 
-    void Write(const cri_sim::ClientRequest& request) const;
+    void Write(const cri_recording::ClientRequest& request) const;
     /// A line for people; nothing in a recording.
     void Remark(const std::string& text) const;
 

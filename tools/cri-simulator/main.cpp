@@ -121,7 +121,7 @@ int main(int argc, char** argv) try {
         return app.exit(error) == 0 ? cri_tool::kSuccess : cri_tool::kUsageError;
     }
     return play->parsed() ? Play(line) : Run(line);
-} catch (const cri_sim::RecordingError& error) {
+} catch (const cri_recording::RecordingError& error) {
     cri_tool::Complain(error.what());
     return cri_tool::kBadRecording;
 } catch (const std::exception& error) {

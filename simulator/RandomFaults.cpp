@@ -1,0 +1,129 @@
+/// Draws faults.
+#include "RandomFaults.h"
+
+#include <array>
+#include <random>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "Faults.h"
+#include "UsualAnswers.h"
+
+namespace cri_sim {
+namespace {
+
+/// Draws the same numbers on every platform, as the standard's distributions do not.
+class Dice {
+  public:
+    explicit Dice(std::uint64_t seed) : m_engine(seed) {}
+
+    std::uint32_t Below(std::uint32_t limit) {
+        return static_cast<std::uint32_t>(m_engine() % limit);
+    }
+
+    template <class List>
+    const auto& OneOf(const List& list) {
+        return list[Below(static_cast<std::uint32_t>(list.size()))];
+    }
+
+  private:
+    std::mt19937_64 m_engine;
+};
+
+Channel RandomChannel(Dice& dice) {
+    return dice.Below(2) == 0 ? Channel::kVisionData : Channel::kUiDetection;
+}
+
+std::string RandomMethod(Dice& dice) {
+    static const std::vector<std::string> names = MethodNames();
+    return dice.OneOf(names);
+}
+
+std::string RandomText(Dice& dice) {
+    static const std::array<std::string, 8> texts{
+        "",
+        "{",
+        "[]",
+        "null",
+        "{\"type\":7}",
+        "\xff\xfe{}",
+        R"({"type":"AnalyzeResult","analyze_result":{"mobile_usage_analysis":{"logo_icon":[{"score":"x"}]}}})",
+        R"({"type":"ContentsUIdetection","result":{"detected_list":[{"class_id":-1}]}})"};
+    return dice.OneOf(texts);
+}
+
+LineContent RandomStorm(Dice& dice) {
+    static const std::array<LineContent, 4> contents{
+        Event{"CONTENTS_RECOGNITION_EVENT_LINEAR_CHANNEL", 1}, BlackScreen{}, VisionData{},
+        UiDetection{}};
+    auto line = std::make_shared<RecordingLine>();
+    line->content = dice.OneOf(contents);
+    return Storm{100.0 + dice.Below(900), 0.05, std::move(line)};
+}
+
+/// Draws before it makes: the order in which the parts of a braced list are drawn is fixed.
+LineContent RandomFault(Dice& dice) {
+    static const std::array<std::string, 4> bodies{"()", "('x',)", "(1.5,)", "([1, 2], true)"};
+    constexpr std::uint32_t kLatest = 2500;
+    switch (dice.Below(12)) {
+        case 0:
+            return NoAnswer{RandomMethod(dice)};
+        case 1:
+            return LateAnswer{RandomMethod(dice), dice.Below(kLatest)};
+        case 2:
+            return ErrorAnswer{RandomMethod(dice), "org.freedesktop.DBus.Error.Failed", "no"};
+        case 3:
+            return WrongType{RandomMethod(dice), dice.OneOf(bodies)};
+        case 4:
+            return AnswerNormally{RandomMethod(dice)};
+        case 5:
+            return Leave{};
+        case 6:
+            return Return{};
+        case 7: {
+            const Channel channel = RandomChannel(dice);
+            return TornMessage{channel, QuietDocument(channel), dice.Below(100)};
+        }
+        case 8:
+            return DeleteMessageFile{RandomChannel(dice)};
+        case 9:
+            return ReplaceMessageFile{RandomChannel(dice)};
+        case 10:
+            return MalformedMessage{RandomChannel(dice), RandomText(dice)};
+        default:
+            break;
+    }
+    if (dice.Below(2) == 0) return RandomStorm(dice);
+    return OversizedMessage{RandomChannel(dice), dice.Below(100'000)};
+}
+
+/// The method whose answers the fault disturbs; empty for other faults.
+std::string DisturbedMethod(const LineContent& content) {
+    return std::visit(
+        [](const auto& fault) -> std::string {
+            if constexpr (requires { fault.method; }) return fault.method;
+            return {};
+        },
+        content);
+}
+
+}  // namespace
+
+std::vector<LineContent> RandomSequence(std::uint64_t seed, std::uint32_t count) {
+    Dice dice(seed);
+    std::vector<LineContent> sequence;
+    std::set<std::string> disturbed;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        sequence.push_back(RandomFault(dice));
+        disturbed.insert(DisturbedMethod(sequence.back()));
+    }
+    for (const std::string& method : disturbed)
+        if (!method.empty()) sequence.push_back(AnswerNormally{method});
+    sequence.push_back(Return{});
+    for (const Channel channel : {Channel::kVisionData, Channel::kUiDetection})
+        sequence.push_back(MalformedMessage{channel, QuietDocument(channel)});
+    return sequence;
+}
+
+}  // namespace cri_sim
