@@ -1,5 +1,4 @@
-/// What goes wrong on a simulated set: each fault that a line can ask for, with its name and
-/// members.
+/// What goes wrong on a simulated set: each fault, with its name and its members.
 ///
 /// What a method is told lasts until it is told something else.
 #pragma once

@@ -1,4 +1,4 @@
-/// What goes wrong on a simulated set.
+/// Makes things go wrong on a simulated set.
 #include "Faults.h"
 
 #include <chrono>
@@ -20,7 +20,8 @@ void Expect(bool done, const char* what) {
     if (!done) throw std::runtime_error(std::string("the message file cannot be ") + what);
 }
 
-/// The same with a member that nobody asked for, up to `bytes` long.
+/// A quiet document that a member which nobody reads makes `bytes` long, unless it is longer
+/// anyway.
 std::string PaddedDocument(Channel channel, std::size_t bytes) {
     const std::string opening = "{\"padding\":\"";
     const std::string quiet = "\"," + QuietDocument(channel).substr(1);

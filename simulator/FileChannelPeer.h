@@ -39,8 +39,8 @@ struct Request {
 /// throws is dropped. It must not destroy its peer.
 using RequestObserver = std::function<void(const Request&)>;
 
-/// The words of a value line, one letter each: 'i' an int, 'u' an unsigned integer of a pointer's
-/// size, 'w' any word. Empty: the method has no value line.
+/// Of what form the words of a value line are, one letter for each: 'i' an int, 'u' an unsigned
+/// integer of a pointer's size, 'w' any word. Empty: the method has no value line.
 using ValueShape = std::string_view;
 
 /// What tells one service's channel from another's.
@@ -77,7 +77,8 @@ class Descriptor {
 /// The request file holds one message, the latest. Each time a client has modified and closed it
 /// the peer reads the message and reports it, so that the number of requests is the number of
 /// messages written one after another; but a message that was written over before the peer came to
-/// read it is reported with its successor's text. Who needs every text waits between two messages.
+/// read it is reported with its successor's text. To see every text, wait for a request before
+/// the next message is written.
 /// A file that was there before the peer, and is not modified, is no request. The request file may
 /// be created, deleted and replaced at any time; one that is moved into its place is a message.
 class FileChannelPeer {

@@ -47,7 +47,7 @@ void SetAnswer(SimulatedSet& set, const ChannelInfo& info) {
     set.Recognition().SetAnswer("GetChannelNumberWithInfo", Answer::Reply(body));
 }
 
-// What a line of each kind that happens on a set does there.
+// Each makes happen on the set what a line of its kind tells.
 
 void Show(SimulatedSet& set, const StateChange& state) {
     SetAnswer(set, "GetContentsInfo", state.contentsInfo);
@@ -181,7 +181,8 @@ bool Player::PlayLine(const RandomFaults& faults) {
     return true;
 }
 
-/// Whether the service is there is asked behind all that it has sent; the answer does not matter.
+/// Asks the bus something behind all that the service has sent: when the answer comes, the bus has
+/// passed everything on. What it says does not matter.
 void Player::Settle() {
     m_set.Recognition().IsPresent();
 }

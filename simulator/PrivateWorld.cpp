@@ -138,7 +138,7 @@ void SetEnvironment(const char* name, const std::string& value) {
 int RequestToStop() {
     sigset_t pending;
     sigpending(&pending);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int number : kRequestsToStop) {
         struct sigaction action {};
         sigaction(number, nullptr, &action);
         if (sigismember(&pending, number) == 1 && action.sa_handler != SIG_IGN) return number;
@@ -148,12 +148,12 @@ int RequestToStop() {
 
 /// Forgets the blocked requests to stop that have come: ignoring one does.
 void ForgetRequestsToStop() {
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, signal(number, SIG_IGN));
+    for (const int number : kRequestsToStop) signal(number, signal(number, SIG_IGN));
 }
 
-/// In the new process of the bus: it outlives an interrupt from the keyboard, even one that was
-/// quicker, and what it has to say is only of interest when it does not start.
-void BecomeBackground() {
+/// Makes the new process fit for the bus: a Ctrl-C does not end it, not even one that came before
+/// this, and what it writes goes to a file that is only read when the bus does not start.
+void LeaveTerminal() {
     setpgid(0, 0);
     ForgetRequestsToStop();
     const int log = open(kBusLog, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
@@ -165,7 +165,7 @@ std::string ReadBusLog() {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// In the new process. Never returns.
+/// Turns the new process into the command.
 [[noreturn]] void Become(const std::vector<std::string>& command) {
     std::vector<char*> arguments;
     for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
@@ -193,7 +193,7 @@ int AwaitEnd(pid_t child, const sigset_t& signals, const std::function<void()>& 
     for (;;) {
         siginfo_t came{};
         if (sigwaitinfo(&signals, &came) < 0) continue;
-        // What comes from the terminal (a positive code) the child has been sent itself.
+        // A signal from the terminal, which has a positive code, has gone to the child as well.
         if (came.si_signo != SIGCHLD && came.si_code <= 0) kill(child, came.si_signo);
         int status = 0;
         if (waitpid(child, &status, WNOHANG) == child) return StatusOf(status);
@@ -206,7 +206,8 @@ PrivateWorld::PrivateWorld(Bus bus) {
     FurnishRunUser();
     signal(SIGCHLD, SIG_DFL);
     sigemptyset(&m_signals);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) sigaddset(&m_signals, number);
+    for (const int number : kRequestsToStop) sigaddset(&m_signals, number);
+    sigaddset(&m_signals, SIGCHLD);
     sigprocmask(SIG_BLOCK, &m_signals, &m_signalsBefore);
     SetEnvironment("DBUS_SYSTEM_BUS_ADDRESS", SocketAddress());
     SetEnvironment("CRI_PLATFORM_DIR", std::string(kWorldDirectory) + "/platform");
@@ -229,7 +230,7 @@ pid_t PrivateWorld::Spawn(const std::vector<std::string>& command, int inherited
     if (getppid() != self) _exit(127);
     if (inheritedDescriptor >= 0) {
         fcntl(inheritedDescriptor, F_SETFD, 0);
-        BecomeBackground();
+        LeaveTerminal();
     }
     sigprocmask(SIG_SETMASK, &m_signalsBefore, nullptr);
     Become(command);

@@ -5,11 +5,15 @@
 #include <signal.h>
 #include <sys/types.h>
 
+#include <array>
 #include <functional>
 #include <string>
 #include <vector>
 
 namespace cri_sim {
+
+/// The signals with which a person or a terminal asks a program to stop.
+inline constexpr std::array kRequestsToStop{SIGINT, SIGTERM, SIGHUP};
 
 /// Leaves the namespaces that `flags` name for new ones. Who lacks the rights gets them in a user
 /// namespace of the own ids. The process must have a single thread.

@@ -62,41 +62,41 @@ LineContent RandomStorm(Dice& dice) {
     return Storm{100.0 + dice.Below(900), 0.05, std::move(line)};
 }
 
-/// Draws before it makes: the order in which the parts of a braced list are drawn is fixed.
-LineContent RandomFault(Dice& dice) {
+LineContent RandomWrongType(Dice& dice) {
     static const std::array<std::string, 4> bodies{"()", "('x',)", "(1.5,)", "([1, 2], true)"};
-    constexpr std::uint32_t kLatest = 2500;
-    switch (dice.Below(12)) {
-        case 0:
-            return NoAnswer{RandomMethod(dice)};
-        case 1:
-            return LateAnswer{RandomMethod(dice), dice.Below(kLatest)};
-        case 2:
-            return ErrorAnswer{RandomMethod(dice), "org.freedesktop.DBus.Error.Failed", "no"};
-        case 3:
-            return WrongType{RandomMethod(dice), dice.OneOf(bodies)};
-        case 4:
-            return AnswerNormally{RandomMethod(dice)};
-        case 5:
-            return Leave{};
-        case 6:
-            return Return{};
-        case 7: {
-            const Channel channel = RandomChannel(dice);
-            return TornMessage{channel, QuietDocument(channel), dice.Below(100)};
-        }
-        case 8:
-            return DeleteMessageFile{RandomChannel(dice)};
-        case 9:
-            return ReplaceMessageFile{RandomChannel(dice)};
-        case 10:
-            return MalformedMessage{RandomChannel(dice), RandomText(dice)};
-        default:
-            break;
-    }
+    return WrongType{RandomMethod(dice), dice.OneOf(bodies)};
+}
+
+LineContent RandomTornMessage(Dice& dice) {
+    const Channel channel = RandomChannel(dice);
+    return TornMessage{channel, QuietDocument(channel), dice.Below(100)};
+}
+
+LineContent RandomStormOrSize(Dice& dice) {
     if (dice.Below(2) == 0) return RandomStorm(dice);
     return OversizedMessage{RandomChannel(dice), dice.Below(100'000)};
 }
+
+/// Each draws one kind of fault.
+constexpr std::array<LineContent (*)(Dice&), 12> kFaults{
+    [](Dice& dice) -> LineContent { return NoAnswer{RandomMethod(dice)}; },
+    [](Dice& dice) -> LineContent {
+        return LateAnswer{RandomMethod(dice), dice.Below(2500)};
+    },
+    [](Dice& dice) -> LineContent {
+        return ErrorAnswer{RandomMethod(dice), "org.freedesktop.DBus.Error.Failed", "no"};
+    },
+    RandomWrongType,
+    [](Dice& dice) -> LineContent { return AnswerNormally{RandomMethod(dice)}; },
+    [](Dice&) -> LineContent { return Leave{}; },
+    [](Dice&) -> LineContent { return Return{}; },
+    RandomTornMessage,
+    [](Dice& dice) -> LineContent { return DeleteMessageFile{RandomChannel(dice)}; },
+    [](Dice& dice) -> LineContent { return ReplaceMessageFile{RandomChannel(dice)}; },
+    [](Dice& dice) -> LineContent {
+        return MalformedMessage{RandomChannel(dice), RandomText(dice)};
+    },
+    RandomStormOrSize};
 
 /// The method whose answers the fault disturbs; empty for other faults.
 std::string DisturbedMethod(const LineContent& content) {
@@ -115,7 +115,7 @@ std::vector<LineContent> RandomSequence(std::uint64_t seed, std::uint32_t count)
     std::vector<LineContent> sequence;
     std::set<std::string> disturbed;
     for (std::uint32_t i = 0; i < count; ++i) {
-        sequence.push_back(RandomFault(dice));
+        sequence.push_back(dice.OneOf(kFaults)(dice));
         disturbed.insert(DisturbedMethod(sequence.back()));
     }
     for (const std::string& method : disturbed)

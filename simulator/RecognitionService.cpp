@@ -238,7 +238,7 @@ void RecognitionService::Serve() {
     std::unique_lock lock(m_mutex);
     while (!m_stopping) {
         while (!m_inbox.empty()) {
-            Letter call = std::move(m_inbox.front());
+            Delivery call = std::move(m_inbox.front());
             m_inbox.pop_front();
             if (IsOwnInterface(call.message.get())) NoteCall(CallOf(call.message.get()), lock);
             AnswerCall(std::move(call));
@@ -264,12 +264,12 @@ void RecognitionService::NoteCall(const Call& call, std::unique_lock<std::mutex>
     m_changed.notify_all();
 }
 
-void RecognitionService::AnswerCall(Letter call) {
+void RecognitionService::AnswerCall(Delivery call) {
     const Answer answer = Decide(call.message.get());
     Owned<GDBusMessage> reply = answer.MessageFor(call.message.get());
     if (!reply) return;
     m_outbox.emplace(Clock::now() + answer.Delay(),
-                     Letter{std::move(call.connection), std::move(reply)});
+                     Delivery{std::move(call.connection), std::move(reply)});
 }
 
 Answer RecognitionService::Decide(GDBusMessage* call) {
@@ -294,10 +294,10 @@ Answer RecognitionService::ScriptedAnswer(GDBusMessage* call, const std::string&
 /// An answer to a caller that has gone, or over a connection that was closed meanwhile, is dropped.
 void RecognitionService::SendDue() {
     const auto due = m_outbox.upper_bound(Clock::now());
-    for (auto letter = m_outbox.begin(); letter != due; letter = m_outbox.erase(letter))
-        g_dbus_connection_send_message(letter->second.connection.get(),
-                                       letter->second.message.get(), G_DBUS_SEND_MESSAGE_FLAGS_NONE,
-                                       nullptr, nullptr);
+    for (auto delivery = m_outbox.begin(); delivery != due; delivery = m_outbox.erase(delivery))
+        g_dbus_connection_send_message(delivery->second.connection.get(),
+                                       delivery->second.message.get(),
+                                       G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr, nullptr);
 }
 
 }  // namespace cri_sim

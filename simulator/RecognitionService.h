@@ -94,7 +94,7 @@ class RecognitionService {
   private:
     using Clock = std::chrono::steady_clock;
     /// A message, and the connection that it came over or goes out on.
-    struct Letter {
+    struct Delivery {
         Owned<GDBusConnection> connection;
         Owned<GDBusMessage> message;
     };
@@ -105,7 +105,7 @@ class RecognitionService {
     void Stop();
     void Serve();
     void NoteCall(const Call& call, std::unique_lock<std::mutex>& lock);
-    void AnswerCall(Letter call);
+    void AnswerCall(Delivery call);
     void SendDue();
     Answer Decide(GDBusMessage* call);
     Answer ScriptedAnswer(GDBusMessage* call, const std::string& method);
@@ -119,8 +119,8 @@ class RecognitionService {
     mutable std::condition_variable m_changed;
     bool m_stopping = false;
     std::shared_ptr<BusConnection> m_link;  ///< null while the service is away
-    std::deque<Letter> m_inbox;
-    std::multimap<Clock::time_point, Letter> m_outbox;
+    std::deque<Delivery> m_inbox;
+    std::multimap<Clock::time_point, Delivery> m_outbox;
     // Answers by method, and what delays them. What is disturbed comes before what is told once,
     // and that before what is told for good.
     std::map<std::string, Answer> m_disturbed;

@@ -44,7 +44,8 @@ FileChannelPeer& SimulatedSet::PeerOf(Channel channel) {
     return m_uiDetection;
 }
 
-/// The process id is good as long as the bus answers: nobody has waited for the process yet then.
+/// The process id may have gone to another process when the bus has ended; while the bus answers it
+/// has not.
 void SimulatedSet::KillBus() {
     const char* text = m_options.bus.empty() ? getenv("CRI_WORLD_BUS_PID") : nullptr;
     const auto bus = text ? static_cast<pid_t>(strtol(text, nullptr, 10)) : 0;

@@ -22,7 +22,7 @@ namespace {
 using Api = CContentsRecognitionAPI;
 using Request = std::function<bool()>;
 
-/// Makes `request` when `command` is given. `done` is what is so then.
+/// Lets `command` make `request`, and print `done` when the service has answered it.
 void Offer(CLI::App& command, Command& chosen, const std::string& done, Request request) {
     command.callback([&chosen, done, request = std::move(request)] {
         chosen = [done, request] {

@@ -10,7 +10,8 @@ namespace cri_monitor {
 /// All operations may have to wait for the service, and are for one thread.
 class Detectors {
   public:
-    /// What the library delivers itself once the detectors run.
+    /// The kinds that the library reports once Start was called. Until then somebody else listens
+    /// to their signals.
     static KindSet Delivered();
 
     /// @param wanted  starts what reports these kinds

@@ -68,6 +68,23 @@ std::string CheckOutput(const std::string& path) {
     return IsPictureName(path) ? "" : "must end with .svg or .png";
 }
 
+/// A recording's moment, or some time of listening: what is drawn.
+void AddSources(CLI::App& command, DrawOptions& options) {
+    CLI::Option* const from =
+        command.add_option("--from", options.recording, "Draw a recording; - for standard input")
+            ->type_name("FILE");
+    command.add_option("--at", options.at, "Draw that moment of the recording, not its end")
+        ->needs(from)
+        ->check(Unnamed(CLI::Range(0.0, 1e6)))
+        ->type_name("SECONDS");
+    command.add_option("--seconds", options.seconds, "Listen that long before (default 3)")
+        ->excludes(from)
+        ->check(Unnamed(CLI::Range(0.0, 1e6)))
+        ->type_name("SECONDS");
+    command.add_flag("--start", options.watch.start, "Run the detectors and engines meanwhile")
+        ->excludes(from);
+}
+
 }  // namespace
 
 void AddDraw(CLI::App& app, Command& chosen) {
@@ -77,19 +94,7 @@ void AddDraw(CLI::App& app, Command& chosen) {
     command->add_option("OUT", options->output, "The picture: a name with .svg or .png")
         ->required()
         ->check(CheckOutput);
-    CLI::Option* const from =
-        command->add_option("--from", options->recording, "Draw a recording; - for standard input")
-            ->type_name("FILE");
-    command->add_option("--at", options->at, "Draw that moment of the recording, not its end")
-        ->needs(from)
-        ->check(Unnamed(CLI::Range(0.0, 1e6)))
-        ->type_name("SECONDS");
-    command->add_option("--seconds", options->seconds, "Listen that long before (default 3)")
-        ->excludes(from)
-        ->check(Unnamed(CLI::Range(0.0, 1e6)))
-        ->type_name("SECONDS");
-    command->add_flag("--start", options->watch.start, "Run the detectors and engines meanwhile")
-        ->excludes(from);
+    AddSources(*command, *options);
     AddPictureOptions(*command, options->picture);
     command->callback([options, &chosen] {
         chosen = [options] {

@@ -1,4 +1,4 @@
-/// Puts the sources, the order and the main loop together.
+/// Starts the sources, puts what they report in order, and runs the main loop until the end.
 #include "LiveWatch.h"
 
 #include <glib-unix.h>

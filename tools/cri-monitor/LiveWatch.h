@@ -1,4 +1,4 @@
-/// One time of listening: sources, order and end.
+/// Listening to a set, from the start to the end that a person or a command asks for.
 #pragma once
 
 #include <glib.h>

@@ -98,7 +98,7 @@ class Painter {
 
   private:
     /// A length that is given for a screen of 1920 x 1080.
-    double Of(double length) const { return length * m_layout.size; }
+    double Scaled(double length) const { return length * m_layout.size; }
 
     void PaintBlankScreen() const {
         constexpr int kParts = 12;
@@ -106,16 +106,16 @@ class Painter {
         m_canvas.Fill(screen, 0, kBlank);
         for (int part = 1; part < kParts; ++part) {
             const double x = screen.width * part / kParts, y = screen.height * part / kParts;
-            m_canvas.Fill({x, 0, Of(1), screen.height}, 0, kGuide, 0.6);
-            m_canvas.Fill({0, y, screen.width, Of(1)}, 0, kGuide, 0.6);
+            m_canvas.Fill({x, 0, Scaled(1), screen.height}, 0, kGuide, 0.6);
+            m_canvas.Fill({0, y, screen.width, Scaled(1)}, 0, kGuide, 0.6);
         }
     }
 
     void PaintBox(const Rect& rect, const std::string& label, Colour colour, double dash = 0) {
         constexpr double kTint = 0.12;
-        const double width = Of(kLineWidth);
-        m_canvas.Fill(rect, Of(kRadius), colour, kTint);
-        m_canvas.Outline(rect.Shrunk(width / 2), Of(kRadius), colour, width, dash);
+        const double width = Scaled(kLineWidth);
+        m_canvas.Fill(rect, Scaled(kRadius), colour, kTint);
+        m_canvas.Outline(rect.Shrunk(width / 2), Scaled(kRadius), colour, width, dash);
         m_labels.Add(label, rect, colour);
     }
 
@@ -127,13 +127,13 @@ class Painter {
         const std::string label = "content area \u00b7 mode " + std::to_string(area.mode) +
                                   " \u00b7 " + std::to_string(area.width) + " \u00d7 " +
                                   std::to_string(area.height);
-        if (rect) PaintBox(rect->Shrunk(Of(kLineWidth)), label, kAccent);
+        if (rect) PaintBox(rect->Shrunk(Scaled(kLineWidth)), label, kAccent);
     }
 
     void PaintTextRegion() {
         const auto& region = m_screen.visionData.textRegion;
         const auto rect = m_layout.OnScreen(region.left, region.top, region.right, region.bottom);
-        if (rect) PaintBox(*rect, "text", kTextRegion, Of(4 * kLineWidth));
+        if (rect) PaintBox(*rect, "text", kTextRegion, Scaled(4 * kLineWidth));
     }
 
     template <class Edge, class Choose>
@@ -151,7 +151,7 @@ class Painter {
         if (count < all.size())
             m_labels.Add(what + (" \u00b7 " + std::to_string(all.size() - count)) +
                              " more that are not drawn",
-                         m_layout.screen.Shrunk(Of(kLineWidth)), kWarning);
+                         m_layout.screen.Shrunk(Scaled(kLineWidth)), kWarning);
     }
 
     void PaintElements() {
@@ -166,13 +166,13 @@ class Painter {
     void PaintPictureInPicture() {
         const auto& pip = m_screen.uiDetection.pip;
         if (pip.onOff == 0) return;
-        const double radius = Of(kPipRadius);
+        const double radius = Scaled(kPipRadius);
         const double realX = pip.centerX * m_layout.xScale, realY = pip.centerY * m_layout.yScale;
         const double x = std::clamp(realX, 0.0, m_layout.screen.width);
         const double y = std::clamp(realY, 0.0, m_layout.screen.height);
         std::string label = "picture in picture";
         if (x == realX && y == realY)
-            m_canvas.Cross(x, y, radius, kPip, Of(kLineWidth));
+            m_canvas.Cross(x, y, radius, kPip, Scaled(kLineWidth));
         else
             label += " \u00b7 off the screen at " + std::to_string(pip.centerX) + "," +
                      std::to_string(pip.centerY);
@@ -184,15 +184,15 @@ class Painter {
         const Rect bar{0, screen.height, screen.width, m_layout.Height() - screen.height};
         m_canvas.Fill(bar, 0, kCaption);
         const double upper = bar.y + bar.height * 0.34, lower = bar.y + bar.height * 0.70;
-        const double right = screen.width - Of(kMargin);
+        const double right = screen.width - Scaled(kMargin);
         const double upperEnd = PaintSource(right, upper),
                      lowerEnd = PaintPictureState(right, lower);
-        PaintChannel(Of(kMargin), upper, upperEnd - Of(kMargin));
-        PaintProgramme(Of(kMargin), lower, lowerEnd - Of(kMargin));
+        PaintChannel(Scaled(kMargin), upper, upperEnd - Scaled(kMargin));
+        PaintProgramme(Scaled(kMargin), lower, lowerEnd - Scaled(kMargin));
     }
 
     void PaintChannel(double x, double y, double end) const {
-        const double size = Of(kTitleSize);
+        const double size = Scaled(kTitleSize);
         const auto& state = m_screen.state;
         const std::string number = m_canvas.Fitted(Printable(state.channelNumber.value_or("")),
                                                    (end - x) / 2, size * 0.9, true);
@@ -208,7 +208,7 @@ class Painter {
     }
 
     void PaintProgramme(double x, double y, double end) const {
-        const double size = Of(kSubtitleSize);
+        const double size = Scaled(kSubtitleSize);
         const auto& state = m_screen.state;
         std::string text = Printable(state.programTitle.value_or(""));
         const std::string source = Printable(state.programTitleSource.value_or(""));
@@ -219,7 +219,7 @@ class Painter {
     /// Texts that end at `right`, not wider than a third of the screen.
     /// @return where they begin
     double PaintAtRight(const std::string& text, double right, double y, Colour colour) const {
-        const double size = Of(kSubtitleSize);
+        const double size = Scaled(kSubtitleSize);
         const std::string fitted = m_canvas.Fitted(text, m_layout.screen.width / 3, size);
         const double x = right - m_canvas.TextWidth(fitted, size);
         m_canvas.Text(fitted, x, y, size, colour);
@@ -244,12 +244,12 @@ class Painter {
                                         : report.isSolid   ? "solid  "
                                                            : "main colour  ";
             x = PaintAtRight(verdict + ColourCode(report), x, y, kSoft);
-            const double side = Of(kSubtitleSize);
+            const double side = Scaled(kSubtitleSize);
             x -= side * 1.4;
             const Rect patch{x, y - side / 2, side, side};
             m_canvas.Fill(patch, side / 4, {report.red, report.green, report.blue});
-            m_canvas.Outline(patch, side / 4, kEdge, Of(1.5));
-            x -= Of(kMargin);
+            m_canvas.Outline(patch, side / 4, kEdge, Scaled(1.5));
+            x -= Scaled(kMargin);
         }
         if (m_screen.videoPlay)
             x = PaintAtRight("video play " + std::to_string(m_screen.videoPlay->status), x, y,
@@ -258,7 +258,7 @@ class Painter {
     }
 
     void PaintEdges() const {
-        const double width = Of(2);
+        const double width = Scaled(2);
         const Rect& screen = m_layout.screen;
         m_canvas.Fill({0, screen.height - width / 2, screen.width, width}, 0, kEdge);
         const Rect all{0, 0, screen.width, m_layout.Height()};

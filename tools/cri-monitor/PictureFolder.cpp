@@ -1,4 +1,4 @@
-/// Numbers pictures, and spaces them.
+/// Writes numbered pictures, not more often than people can look.
 #include "PictureFolder.h"
 
 #include <array>

@@ -17,7 +17,7 @@ using Api = CContentsRecognitionAPI;
 constexpr const char* kName = "kestrum.olvex.CrsApi";
 constexpr const char* kPath = "/kestrum/olvex/CrsApi";
 
-/// A signal of its own kind: what it is called, what it carries, and how that is read.
+/// A signal that reports one kind of line: its name, its body's type, and how the body is read.
 struct Signal {
     std::size_t kind;
     const char* member;
@@ -61,7 +61,7 @@ const std::array<Signal, 4> s_signals{
      {PlaceOf<UiStartStop>(), "CONTENTS_RECOGNITION_EVENT_CUDS_STARTSTOP", "(iiiii)",
       ReadUiStartStop}}};
 
-/// What a plain subscription needs when its signal comes.
+/// A signal and who hears of it: a subscription's user data.
 struct Listener {
     const Signal& signal;
     Reporter report;
@@ -99,7 +99,7 @@ bool RecognitionSource::Open() {
     return true;
 }
 
-/// A state that is watched changes with events.
+/// Events are wanted for the state's sake too, which changes with them.
 void RecognitionSource::SubscribeEvents() {
     if (!Has<Event>(m_wanted) && !Has<StateChange>(m_wanted)) return;
     for (EventSlot& slot : m_slots) Api::SubscribeEvent(slot.event, OnEvent, &slot);

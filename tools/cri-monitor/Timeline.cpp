@@ -1,4 +1,4 @@
-/// A queue whose head may wait for the state.
+/// Holds lines back until the state that belongs before them is known.
 #include "Timeline.h"
 
 #include <algorithm>

@@ -9,7 +9,7 @@
 #include "Command.h"
 #include "ExitCode.h"
 
-/// Only where the log goes to standard error, where it would stand between our lines.
+/// Of the stand-in alone, which logs to standard error and so between our lines.
 extern "C" __attribute__((weak)) void dlog_set_threshold(int priority);
 
 namespace {

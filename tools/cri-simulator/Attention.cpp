@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include "PrivateWorld.h"
+
 namespace cri_tool {
 namespace {
 
@@ -19,7 +21,7 @@ int OpenSignals() {
     signal(SIGPIPE, SIG_IGN);
     sigset_t stops;
     sigemptyset(&stops);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&stops, number);
+    for (const int number : cri_sim::kRequestsToStop) sigaddset(&stops, number);
     sigprocmask(SIG_BLOCK, &stops, nullptr);
     const int descriptor = signalfd(-1, &stops, SFD_CLOEXEC);
     if (descriptor < 0) throw std::system_error(errno, std::generic_category(), "signalfd");

@@ -67,7 +67,7 @@ class Performance {
   private:
     bool WaitUntil(Clock::time_point time) { return m_attention.Wait(time) != Wake::kStop; }
 
-    /// Who types may mistype.
+    /// A person's bad line is complained about and left out; a program's ends the playing.
     bool PlayTyped(RecordingParser& parser, const std::string& text) try {
         const auto line = parser.Take(text);
         if (!line) return true;

@@ -55,7 +55,7 @@ void RequestLog::Remark(const std::string& text) const {
     if (m_form == Form::kHuman) WriteLine(text);
 }
 
-/// A reader that went away is noticed elsewhere.
+/// Whether the line could be written does not matter: a reader that has gone ends the playing.
 void RequestLog::WriteLine(const std::string& line) const {
     if (!m_file) return;
     std::fprintf(m_file, "%s\n", line.c_str());

@@ -51,7 +51,8 @@ pid_t Fork() {
 sigset_t BlockSignals(sigset_t& before) {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) sigaddset(&signals, number);
+    for (const int number : cri_sim::kRequestsToStop) sigaddset(&signals, number);
+    sigaddset(&signals, SIGCHLD);
     sigprocmask(SIG_BLOCK, &signals, &before);
     return signals;
 }
@@ -63,7 +64,7 @@ void EndAtOnce(int number) {
 /// The first process would be spared by a signal that it has no handler for. What is ignored (as
 /// under nohup) stays so, for the program too.
 void HeedSignals(const sigset_t& mask) {
-    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+    for (const int number : cri_sim::kRequestsToStop)
         if (signal(number, EndAtOnce) == SIG_IGN) signal(number, SIG_IGN);
     sigprocmask(SIG_SETMASK, &mask, nullptr);
 }
