@@ -6,13 +6,13 @@
 #include <stdlib.h>
 
 #include <fstream>
-#include <iterator>
 #include <limits>
 #include <set>
 #include <sstream>
 
 #include "BuiltInRecording.h"
 #include "RandomFaults.h"
+#include "TestSupport.h"
 
 namespace {
 
@@ -21,18 +21,13 @@ using cri_sim::LineContent;
 using cri_sim::RecordingError;
 using cri_sim::RecordingLine;
 using cri_sim::RecordingParser;
+using cri_test::TextOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
 const std::string kData = CRI_TEST_DATA;
-
-std::string TextOf(const std::string& path) {
-    std::ifstream file(path);
-    EXPECT_TRUE(file) << path;
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 struct Read {
     std::vector<RecordingLine> lines;

@@ -25,12 +25,12 @@ using cri_sim::RecognitionService;
 using cri_test::Outcome;
 using cri_test::Program;
 using cri_test::RunToEnd;
+using cri_test::TextOf;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
 
@@ -51,16 +51,11 @@ class Client {
     /// The answer, or the name of the error.
     std::string Ask(const char* method, const char* arguments = "()", int limitMillis = 5000) {
         GError* error = nullptr;
-        GVariant* reply = g_dbus_connection_call_sync(
+        const cri_sim::Owned<GVariant> reply(g_dbus_connection_call_sync(
             m_bus.Raw(), RecognitionService::kName, RecognitionService::kPath,
             RecognitionService::kInterface, method, cri_sim::ParseBody(arguments).get(), nullptr,
-            G_DBUS_CALL_FLAGS_NONE, limitMillis, nullptr, &error);
-        if (!reply) return Named(error);
-        gchar* printed = g_variant_print(reply, FALSE);
-        std::string text = printed;
-        g_free(printed);
-        g_variant_unref(reply);
-        return text;
+            G_DBUS_CALL_FLAGS_NONE, limitMillis, nullptr, &error));
+        return reply ? cri_sim::PrintBody(reply.get(), false) : Named(error);
     }
 
     bool WaitForService(bool present) {
@@ -85,9 +80,8 @@ class Client {
 
     static void OnSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*,
                          const gchar* name, GVariant* body, gpointer self) {
-        gchar* printed = g_variant_print(body, FALSE);
-        static_cast<Client*>(self)->signals.push_back(std::string(name) + " " + printed);
-        g_free(printed);
+        static_cast<Client*>(self)->signals.push_back(std::string(name) + " " +
+                                                      cri_sim::PrintBody(body, false));
     }
 
     cri_sim::BusConnection m_bus;
@@ -124,11 +118,6 @@ class Desk {
     Client m_client;
     int m_barriers = 1000;
 };
-
-std::string TextOf(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 ino_t NumberOf(const std::string& path) {
     struct stat status {};
@@ -390,16 +379,13 @@ TEST(SimulatorToolTest, GivesAProgramAWorldOfItsOwn) {
                                    HasSubstr("\"method\":\"GetChannelName\"")));
 }
 
-/// A command on a terminal of its own.
+/// A run of "echo started" on a terminal of its own.
 class Terminal {
   public:
-    explicit Terminal(std::vector<std::string> command) {
+    Terminal() {
         m_id = forkpty(&m_master, nullptr, nullptr, nullptr);
         if (m_id != 0) return;
-        std::vector<char*> words;
-        for (std::string& word : command) words.push_back(word.data());
-        words.push_back(nullptr);
-        execvp(words[0], words.data());
+        execl(kTool.c_str(), kTool.c_str(), "run", "--", "/bin/echo", "started", nullptr);
         _exit(127);
     }
     ~Terminal() { close(m_master); }
@@ -445,7 +431,7 @@ TEST(SimulatorToolTest, RunsNothingAfterACtrlCWhileItMakesTheWorld) {
                "/go ]; do sleep 0.01; done\nPATH=${PATH#*:} exec dbus-daemon \"$@\"\n";
     chmod(bus.c_str(), 0755);
     setenv("PATH", (directory + ":" + getenv("PATH")).c_str(), 1);
-    Terminal terminal({kTool, "run", "--", "/bin/echo", "started"});
+    Terminal terminal;
     terminal.ReadUntil("making");
     terminal.Type("\x03");
     terminal.ReadUntil("^C");  // shown when the signal has been sent
@@ -456,52 +442,44 @@ TEST(SimulatorToolTest, RunsNothingAfterACtrlCWhileItMakesTheWorld) {
 }
 
 /// A run whose program has started another one that nobody waits for.
-class RunTest : public testing::Test {
-  protected:
-    void SetUp() override {
-        ASSERT_EQ(m_run.ReadLine(), "up");
-        m_first = cri_test::ChildrenOf(m_run.Id()).at(0);
-        m_inside = cri_test::ChildrenOf(m_first);
-        ASSERT_THAT(m_inside, SizeIs(3)) << "bus, simulator and program";
-    }
-
-    Program m_run{{kTool, "run", "--", "/bin/sh", "-c", "sleep 600 & echo up; exec sleep 600"}};
-    pid_t m_first = 0;
-    std::vector<pid_t> m_inside;
+struct RunningProgram {
+    Program program{{kTool, "run", "--", "/bin/sh", "-c", "sleep 600 & echo up; exec sleep 600"}};
+    const bool isUp = program.ReadLine() == "up";
+    const pid_t first = cri_test::ChildrenOf(program.Id()).at(0);
+    const std::vector<pid_t> inside = cri_test::ChildrenOf(first);  ///< bus, simulator and program
 };
 
-TEST_F(RunTest, LeavesNothingWhenItIsKilled) {
-    m_run.Signal(SIGKILL);
-    EXPECT_TRUE(m_run.OutputEnds());
-    EXPECT_EQ(m_run.Wait(), 137);
+TEST(SimulatorToolTest, LeavesNothingOfARunWhateverEndsIt) {
+    struct {
+        pid_t (*victim)(const RunningProgram&);
+        int signal;
+        int status;
+    } const ends[] = {
+        {[](const RunningProgram& run) { return run.program.Id(); }, SIGKILL, 137},
+        {[](const RunningProgram& run) { return run.first; }, SIGKILL, 137},
+        {[](const RunningProgram& run) { return run.inside.at(2); }, SIGKILL, 137},
+        {[](const RunningProgram& run) { return run.program.Id(); }, SIGINT, 130},
+    };
+    for (const auto& end : ends) {
+        SCOPED_TRACE(&end - ends);
+        RunningProgram run;
+        ASSERT_TRUE(run.isUp);
+        kill(end.victim(run), end.signal);
+        EXPECT_EQ(run.program.Wait(), end.status);
+        EXPECT_TRUE(run.program.OutputEnds());
+    }
 }
 
-TEST_F(RunTest, LeavesNothingWhenItsFirstProcessIsKilled) {
-    kill(m_first, SIGKILL);
-    EXPECT_EQ(m_run.Wait(), 137);
-    EXPECT_TRUE(m_run.OutputEnds());
-}
-
-TEST_F(RunTest, LeavesNothingWhenTheProgramIsKilled) {
-    kill(m_inside[2], SIGKILL);
-    EXPECT_EQ(m_run.Wait(), 137);
-    EXPECT_TRUE(m_run.OutputEnds());
-}
-
-TEST_F(RunTest, LeavesNothingAfterARequestToStop) {
-    m_run.Signal(SIGINT);
-    EXPECT_EQ(m_run.Wait(), 130);
-    EXPECT_TRUE(m_run.OutputEnds());
-}
-
-TEST_F(RunTest, LetsTheProgramGoOnWithoutBusAndSimulator) {
-    kill(m_inside[0], SIGKILL);
-    kill(m_inside[1], SIGKILL);
-    EXPECT_TRUE(cri_test::ProcessWatch(m_inside[0]).WaitForEnd());
-    EXPECT_THAT(cri_test::ChildrenOf(m_first), Contains(m_inside[2]));
-    m_run.Signal(SIGTERM);
-    EXPECT_EQ(m_run.Wait(), 143);
-    EXPECT_TRUE(m_run.OutputEnds());
+TEST(SimulatorToolTest, LetsTheProgramOfARunGoOnWithoutBusAndSimulator) {
+    RunningProgram run;
+    ASSERT_THAT(run.inside, SizeIs(3));
+    kill(run.inside[0], SIGKILL);
+    kill(run.inside[1], SIGKILL);
+    EXPECT_TRUE(cri_test::ProcessWatch(run.inside[0]).WaitForEnd());
+    EXPECT_THAT(cri_test::ChildrenOf(run.first), Contains(run.inside[2]));
+    run.program.Signal(SIGTERM);
+    EXPECT_EQ(run.program.Wait(), 143);
+    EXPECT_TRUE(run.program.OutputEnds());
 }
 
 }  // namespace

@@ -86,7 +86,11 @@ void MessageFile::Write(const std::string& contents) const {
 }
 
 std::string MessageFile::Read() const {
-    std::ifstream file(m_path);
+    return TextOf(m_path);
+}
+
+std::string TextOf(const std::string& path) {
+    std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 

@@ -56,6 +56,9 @@ std::size_t OpenDescriptors();
 std::size_t RunningThreads();
 std::size_t ResidentBytes();
 
+/// What stands in the file; nothing when it cannot be read.
+std::string TextOf(const std::string& path);
+
 /// A file in the message directory "/run/user/5001/", removed at the end of the object's life.
 class MessageFile {
   public:
