@@ -17,6 +17,7 @@
 #include "Channels.h"
 #include "ContentsUIDetectionAPI.h"
 #include "LogCapture.h"
+#include "ResultDocument.h"
 #include "UiDetectionPeer.h"
 #include "VisionDataPeer.h"
 #include "VisionDataRecognitionAPI.h"
@@ -54,10 +55,11 @@ CRI_FOR_BOTH_CHANNELS(ChannelHostTest);
 
 std::string ResultDocument(const Channel& channel, std::size_t elements = 1) {
     if (!IsVdrs(channel))
-        return cri_sim::UiDetectionDocument(
-            std::vector(elements, cri_sim::UiElement{{1, 2, 3, 4}, 0.5F, 7}), {10, 20, 1});
-    const std::vector logos(elements, cri_sim::Logo{{1, 2, 3, 4}, 0.5F, 7});
-    return cri_sim::AnalyzeResultDocument(
+        return cri_recording::UiDetectionDocument(
+            {std::vector(elements, cri_recording::Detection<float>{{1, 2, 3, 4}, 0.5F, 7}),
+             {10, 20, 1}});
+    const std::vector logos(elements, cri_recording::Detection<uint32_t>{{1, 2, 3, 4}, 0.5F, 7});
+    return cri_recording::AnalyzeResultDocument(
         {"application", "status", "a title of some length", logos, {}});
 }
 
