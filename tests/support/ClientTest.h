@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -19,27 +18,10 @@
 #include "MainLoop.h"
 #include "RecognitionService.h"
 #include "TestSupport.h"
-#include "dlog.h"
 
 namespace cri_test {
 
 using Api = CContentsRecognitionAPI;
-
-/// A line in the form "ERROR function: text" when it is as the client's lines have to be: its tag,
-/// its prefix with unit, function and line (both twice alike), its end. Otherwise it comes whole,
-/// so that it equals no expected one.
-inline std::string ShortForm(const LogLine& line) {
-    static const std::regex s_form(
-        R"(ContentsRecognitionAPI: (\w+)\((\d+)\) > \[(\w+):(\d+)\] ([\s\S]*)\n)");
-    const char* const level = line.priority == DLOG_ERROR  ? "ERROR "
-                              : line.priority == DLOG_INFO ? "INFO "
-                                                           : "DEBUG ";
-    std::smatch part;
-    if (line.tag != "CRI" || !std::regex_match(line.text, part, s_form) || part[1] != part[3] ||
-        part[2] != part[4])
-        return level + line.tag + " " + line.text;
-    return level + part[1].str() + ": " + part[5].str();
-}
 
 /// What was logged while `body` ran.
 inline std::vector<std::string> LogOf(const std::function<void()>& body) {

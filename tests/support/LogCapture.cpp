@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <condition_variable>
 #include <mutex>
+#include <regex>
 
 #include "dlog.h"
 
@@ -82,6 +83,19 @@ std::size_t CountLogLines(const std::string& part) {
 }
 bool WaitForLogLine(const std::string& part, std::chrono::milliseconds limit) {
     return TheLog().WaitFor(part, limit);
+}
+
+std::string ShortForm(const LogLine& line) {
+    static const std::regex s_form(
+        R"(ContentsRecognitionAPI: (\w+)\((\d+)\) > \[(\w+):(\d+)\] ([\s\S]*)\n)");
+    const char* const level = line.priority == DLOG_ERROR  ? "ERROR "
+                              : line.priority == DLOG_INFO ? "INFO "
+                                                           : "DEBUG ";
+    std::smatch part;
+    if (line.tag != "CRI" || !std::regex_match(line.text, part, s_form) || part[1] != part[3] ||
+        part[2] != part[4])
+        return level + line.tag + " " + line.text;
+    return level + part[1].str() + ": " + part[5].str();
 }
 
 }  // namespace cri_test

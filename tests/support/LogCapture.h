@@ -28,4 +28,9 @@ std::size_t CountLogLines(const std::string& part);
 bool WaitForLogLine(const std::string& part,
                     std::chrono::milliseconds limit = std::chrono::seconds(5));
 
+/// A line in the form "ERROR function: text" when it is as the bus client's lines have to be: its
+/// tag, its prefix with unit, function and line (both twice alike), its end. Otherwise it comes
+/// whole, so that it equals no expected one.
+std::string ShortForm(const LogLine& line);
+
 }  // namespace cri_test
