@@ -181,8 +181,7 @@ TEST_P(ChannelThreadTest, LeavesNothingBehindAfterManyConnections) {
     ASSERT_EQ(m_channel.connect(), 1);
     ASSERT_EQ(m_channel.disconnect(), 1);
     const std::size_t descriptors = OpenDescriptors(), threads = RunningThreads();
-    const int cycles = kSanitized ? 300 : 10000;
-    for (int i = 0; i < cycles; ++i) {
+    for (int left = Rounds(10000, 300); left > 0; --left) {
         ASSERT_EQ(m_channel.connect(), 1);
         ASSERT_EQ(m_channel.disconnect(), 1);
     }

@@ -121,8 +121,8 @@ TEST(FaultTest, GetsAnswersAndSignalsFromARestartedServiceWithAMainLoop) {
 /// Sends what nobody has subscribed, and expects that it is not kept. Between two bursts the
 /// application may do something.
 void ExpectNoMemoryUsedBySignals(const std::function<void()>& between) {
-    constexpr int kBursts = 100, kSignals = kSanitized ? 100 : 2000;
-    constexpr std::size_t kBound = std::size_t{24} << 20;  // one tenth of what queueing them takes
+    constexpr int kSignals = kSanitized ? 100 : 2000;
+    constexpr std::size_t kBound = std::size_t{24} << 20;  // queueing 25 bursts takes 60
     RecognitionService service;
     const auto flood = [&](int bursts) {
         for (int burst = 0; burst < bursts; ++burst) {
@@ -135,7 +135,7 @@ void ExpectNoMemoryUsedBySignals(const std::function<void()>& between) {
     ASSERT_TRUE(Query());
     flood(3);
     const std::size_t before = ResidentBytes();
-    flood(kBursts);
+    flood(Rounds(100, 25));
     // A sanitizer keeps memory of its own.
     if (!kSanitized) {
         EXPECT_LT(ResidentBytes(), before + kBound);

@@ -396,8 +396,8 @@ void SubscribeAndUnsubscribe() {
     ASSERT_EQ(cri_remove_blackscreen_event_cb(id), CRI_ERROR_NONE);
 }
 
-TEST_F(ScreenMonitorTest, LeavesNothingBehindAfterAThousandRounds) {
-    constexpr int kRounds = kSanitized ? 100 : 1000;
+TEST_F(ScreenMonitorTest, LeavesNothingBehindAfterManyRounds) {
+    const int rounds = Rounds(1000, 100);
     const cri_sim::VisionDataPeer vision;
     // What stays for the process's life comes first: the connection, the logo channel's thread, and
     // the reports' signal, which the first subscriber subscribes. No detector has been started yet:
@@ -410,7 +410,7 @@ TEST_F(ScreenMonitorTest, LeavesNothingBehindAfterAThousandRounds) {
     const int references = m_service.BlackScreenReferences();
     const unsigned rules = MatchRules();
     const std::size_t descriptors = OpenDescriptors(), threads = RunningThreads();
-    for (int round = 0; round < kRounds && !HasFatalFailure(); ++round) {
+    for (int round = 0; round < rounds && !HasFatalFailure(); ++round) {
         StartAndStopDetectors();
         SubscribeAndUnsubscribe();
     }
@@ -418,8 +418,9 @@ TEST_F(ScreenMonitorTest, LeavesNothingBehindAfterAThousandRounds) {
     EXPECT_EQ(m_service.BlackScreenReferences(), references);
     EXPECT_EQ(MatchRules(), rules);
     // The bus library's pool takes and gives back one or the other.
-    EXPECT_LT(OpenDescriptors(), descriptors + kRounds / 20);
-    EXPECT_LT(RunningThreads(), threads + kRounds / 20);
+    const auto pool = static_cast<std::size_t>(rounds) / 20;
+    EXPECT_LT(OpenDescriptors(), descriptors + pool);
+    EXPECT_LT(RunningThreads(), threads + pool);
 }
 
 }  // namespace

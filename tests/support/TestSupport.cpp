@@ -22,6 +22,10 @@ std::size_t CountEntries(const char* directory) {
 
 }  // namespace
 
+int Rounds(int many, int few) {
+    return getenv("CRI_TEST_LONG") && !kSanitized ? many : few;
+}
+
 void DropBus() {
     const char* text = getenv("CRI_WORLD_BUS_PID");
     const pid_t bus = text ? static_cast<pid_t>(strtol(text, nullptr, 10)) : 0;

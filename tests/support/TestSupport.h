@@ -20,6 +20,10 @@ inline constexpr bool kSanitized =
 inline constexpr bool kSanitized = false;
 #endif
 
+/// How often a case repeats what goes wrong rarely: `many` times in its entry labelled long, where
+/// no sanitizer slows it down, else `few` times.
+int Rounds(int many, int few);
+
 /// Kills the private bus as a crash would; it is gone on return.
 void DropBus();
 
