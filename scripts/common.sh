@@ -1,11 +1,11 @@
 # shellcheck shell=bash disable=SC2034
-# What demo and test share: installing what is missing, and building a preset.
+# What the other scripts share: installing what is missing, building a preset, running its tests.
 
 # What the project builds and runs with, as Debian's packages.
 BUILD_PACKAGES="g++ cmake ninja-build pkg-config libglib2.0-dev libjsoncpp-dev dbus-daemon"
 TOOL_PACKAGES="libcli11-dev libcairo2-dev libpango1.0-dev"
-TEST_PACKAGES="clang clang-format libclang-rt-dev libgtest-dev libgmock-dev valgrind
-    git python3-jsonschema"
+TEST_PACKAGES="libgtest-dev libgmock-dev python3-jsonschema"
+CHECK_PACKAGES="clang clang-format libclang-rt-dev valgrind shellcheck git"
 
 say() { printf '\n== %s\n' "$*"; }
 
@@ -26,15 +26,30 @@ need() {
         --no-install-recommends "${missing[@]}"
 }
 
-# Configures and builds a preset; quiet unless something is wrong.
-build() {
+# Runs a command; quiet unless it fails.
+quietly() {
     local log
     log=$(mktemp)
-    if cmake --preset "$1" >"$log" 2>&1 && cmake --build --preset "$1" >>"$log" 2>&1; then
+    if "$@" >"$log" 2>&1; then
         rm -f "$log"
     else
         cat "$log"
         rm -f "$log"
         return 1
     fi
+}
+
+build() {
+    quietly cmake --preset "$1" && quietly cmake --build --preset "$1"
+}
+
+# Builds a preset and runs its tests: the short ones or the long ones. More at a time than there are
+# cores, because most of them wait: for a service that keeps silent, or for nothing to happen.
+suite() {
+    local preset=$1 log=build/$1/$2-tests.log choice=-LE
+    [ "$2" = short ] || choice=-L
+    build "$preset"
+    ctest --preset "$preset" $choice long -j$((2 * $(nproc))) --quiet -O "$log" ||
+        { cat "$log"; return 1; }
+    grep -E 'tests passed' "$log"
 }

@@ -49,19 +49,21 @@ void SetAnswer(SimulatedSet& set, const ChannelInfo& info) {
 
 // Each makes happen on the set what a line of its kind tells.
 
+/// Takes the state apart, so that a new member cannot be forgotten here.
 void Show(SimulatedSet& set, const StateChange& state) {
-    SetAnswer(set, "GetContentsInfo", state.contentsInfo);
-    SetAnswer(set, "GetChannelName", state.channelName);
-    SetAnswer(set, "GetChannelNumber", state.channelNumber);
-    if (state.channelInfo) SetAnswer(set, *state.channelInfo);
-    SetAnswer(set, "GetProgramTitle", state.programTitle);
-    SetAnswer(set, "GetProgramTitleSource", state.programTitleSource);
-    SetAnswer(set, "GetScreenStatus", state.screenStatus);
-    SetAnswer(set, "GetBlackScreenPeriodMillis", state.blackScreenPeriodMillis);
-    if (state.scrolling)
-        SetAnswer(set, "GetChannelScrollStatus", std::optional<int>(*state.scrolling ? 1 : 0));
-    if (state.recognitionStatus &&
-        vconf_set_int("db/Canalysis-service/recognition_status", *state.recognitionStatus) != 0)
+    const auto& [contents, channelName, channelNumber, channelInfo, title, titleSource,
+                 screenStatus, recognitionStatus, blackScreenPeriod, scrolling] = state;
+    SetAnswer(set, "GetContentsInfo", contents);
+    SetAnswer(set, "GetChannelName", channelName);
+    SetAnswer(set, "GetChannelNumber", channelNumber);
+    if (channelInfo) SetAnswer(set, *channelInfo);
+    SetAnswer(set, "GetProgramTitle", title);
+    SetAnswer(set, "GetProgramTitleSource", titleSource);
+    SetAnswer(set, "GetScreenStatus", screenStatus);
+    SetAnswer(set, "GetBlackScreenPeriodMillis", blackScreenPeriod);
+    if (scrolling) SetAnswer(set, "GetChannelScrollStatus", std::optional<int>(*scrolling ? 1 : 0));
+    if (recognitionStatus &&
+        vconf_set_int("db/Canalysis-service/recognition_status", *recognitionStatus) != 0)
         throw std::runtime_error("the recognition status cannot be stored");
 }
 
