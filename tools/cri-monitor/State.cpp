@@ -26,6 +26,8 @@ struct Question {
     std::optional<Value> State::*member;
     bool (*query)(Value&);
 };
+template <class Value>
+Question(const char*, std::optional<Value> State::*, bool (*)(Value&)) -> Question<Value>;
 
 const std::tuple s_questions{
     Question{"contents", &State::contentsInfo, Api::GetCurrentContentsInfo},
