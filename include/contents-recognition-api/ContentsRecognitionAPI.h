@@ -250,9 +250,8 @@ class CRI_API CContentsRecognitionAPI {
     /// while the detector is started ends the earlier attachment first, so that no report comes
     /// twice and one stop ends all. A report that another thread is dispatching meanwhile goes to
     /// the old callback with the old user data, or to the new with the new. Reports that wait in
-    /// the main context are lost when it is the thread that iterates it which starts anew. Without
-    /// a connection nothing is stored; without an answer the callback stays attached until the
-    /// stop.
+    /// the main context are lost. Without a connection nothing is stored; without an answer the
+    /// callback stays attached until the stop.
     /// @param callback     called with each report; with null, reports are dropped
     /// @param userData     handed back unchanged; not owned
     /// @param captureType  the service's capture type, handed on unchanged
@@ -279,8 +278,9 @@ class CRI_API CContentsRecognitionAPI {
 
     /// What the operations above and the content-area operations send. They take no lock and are
     /// for callers that do not run beside another operation.
-    /// @param methodName  D-Bus method to call; with null, or no possible name of one: false
-    /// @param value       handed to that method
+    /// @param methodName   D-Bus method to call; with null, or no possible name of one: false
+    /// @param value        handed to that method
+    /// @param captureType  the service's capture type, handed on unchanged
     static bool m_SMServiceStart(const char* methodName, int value);
     static bool m_SMServiceStop(const char* methodName);
     static bool m_SMServiceChange(int captureType);

@@ -103,7 +103,7 @@ class CRI_API ContentsUIDetectionAPI {
     ///         thread cannot be waited for: from inside a callback, and when one runs for more than
     ///         2 s. That callback may still run, also beside new ones after a new Initialize, so
     ///         what it uses must stay; nothing else is delivered any more. A second call gives true
-    ///         and does not wait for it
+    ///         and does not wait, also while the first one still does
     bool Finalize();
 
     /// Asks the service to start or stop its engine under four conditions, which are passed on
@@ -139,7 +139,8 @@ class CRI_API ContentsUIDetectionAPI {
     bool Unsubscribe(CUDASubscriptionHandle& handle);
 
     /// Hands a list, or a state, to its subscribers, on the calling thread. The channel does this
-    /// with each result; an application may do it with one of its own.
+    /// with each result; an application may do it with one of its own, but for a callback whose
+    /// connection has ended meanwhile: there nobody is called.
     void ReceiveDetectedResult(const std::vector<_DETECTED_RESULT>& results);
     void ReceivePipModeResult(const _PIP_MODE_RESULT& result);
 

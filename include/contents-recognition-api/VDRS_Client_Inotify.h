@@ -47,7 +47,8 @@ CRI_API void* VDRS_Client_Notification_Thread(void* arg);
 /// Reads the results file once and calls the result callback, on the calling thread, for each
 /// record in it. The notification thread does this after every change. Inside a callback it hands
 /// out the same records again: a callback that always calls it never comes to an end. A thread with
-/// a stack of 64 KiB can run it with VisionDataRecognitionAPI's own parser.
+/// a stack of 64 KiB can run it with VisionDataRecognitionAPI's own parser, unless a document is
+/// nested many levels deep.
 /// @return 1 when the file was read; -3 when it cannot be resolved or opened, or is no regular file
 CRI_API int VDRS_Client_Notification_Process();
 

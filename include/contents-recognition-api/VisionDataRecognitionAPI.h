@@ -94,7 +94,8 @@ class CRI_API VisionDataRecognitionAPI {
     /// @return true when its thread has ended, and when it was not initialised. False when the
     ///         thread cannot be waited for: from inside a callback, and when one runs for more than
     ///         2 s. That callback may still run, also beside new ones after a new Initialize, so
-    ///         what it uses must stay; nothing else is delivered any more
+    ///         what it uses must stay; nothing else is delivered any more. A second call gives true
+    ///         and does not wait, also while the first one still does
     bool Finalize();
 
     /// Starts the analysis, or continues it after a pause; connects the channel first. Creates the

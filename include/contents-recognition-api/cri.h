@@ -56,7 +56,8 @@ typedef void (*cri_sm_vpd_cb)(SM_VPD_STATUS status, void* user_data);
 /* ---- Black-screen reports ---- */
 
 /// Subscribes to black-screen reports; each subscription holds one reference on the service's
-/// engine, which runs while references are held.
+/// engine, which runs while references are held. A process that has called this waits at exit for
+/// the operation that is under way on another thread, 3 s at the most.
 /// @param id         receives the id for cri_remove_blackscreen_event_cb; written on success only,
 ///                   perhaps after the first report has come
 /// @param callback   called with each report, in ascending order of the ids
@@ -108,8 +109,8 @@ CRI_API bool cri_bs_info_get_is_real_black(cri_bs_info_h info);
  * is only logged. */
 
 /// Starts both detectors; without a connection, neither. A start while started replaces the
-/// callback, and loses reports that wait for the calling thread's own loop; with another capture
-/// type it leaves the logo detector as it was: use cri_sm_service_change.
+/// callback, and loses reports that wait for the main loop; with another capture type it leaves the
+/// logo detector as it was: use cri_sm_service_change.
 /// @param callback      called with each content-area report until the stop
 /// @param user_data     handed back unchanged; not owned; may be null
 /// @param capture_type  the service's capture type, handed on unchanged

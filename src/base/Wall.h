@@ -40,9 +40,11 @@ class HostTurn {
         if (m_depth > 0) pthread_setcancelstate(m_hostState, nullptr);
     }
     ~HostTurn() {
-        if (m_depth > 0) pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+        // The callback may have changed the thread's own state for good.
+        int hostState = m_hostState;
+        if (m_depth > 0) pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &hostState);
         CancellationHeldOff::t_depth = m_depth;
-        CancellationHeldOff::t_hostState = m_hostState;
+        CancellationHeldOff::t_hostState = hostState;
     }
     HostTurn(const HostTurn&) = delete;
     HostTurn& operator=(const HostTurn&) = delete;

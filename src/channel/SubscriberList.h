@@ -9,6 +9,7 @@
 #include <mutex>
 #include <vector>
 
+#include "base/ForkedChild.h"
 #include "base/Wall.h"
 #include "channel/NotificationThread.h"
 
@@ -78,6 +79,12 @@ class SubscriberList {
                 return 0;
             });
         }
+    }
+
+    /// In a child made by fork: nobody walks the list there, nor holds its lock.
+    void RenewInChild() {
+        Renew(m_mutex);
+        m_walkers = 0;
     }
 
   private:

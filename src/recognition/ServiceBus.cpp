@@ -1,14 +1,15 @@
 /// The recognition service on the bus: its proxy, and calls to it.
 #include "recognition/ServiceBus.h"
 
-#include <sys/eventfd.h>
+#include <fcntl.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <atomic>
+#include <limits>
 #include <mutex>
 #include <string_view>
 
-#include "base/Descriptor.h"
 #include "base/ForkedChild.h"
 #include "base/Wall.h"
 #include "recognition/ServiceSignals.h"
@@ -85,11 +86,12 @@ struct CallUnderWay {
     CallUnderWay& operator=(const CallUnderWay&) = delete;
 };
 
-/// Opens one descriptor after another, each while it has those before it.
-bool OpensDescriptors(int count) {
-    if (count == 0) return true;
-    const Descriptor one(eventfd(0, EFD_CLOEXEC));
-    return one && OpensDescriptors(count - 1);
+/// The most descriptors that the process may have.
+int DescriptorLimit() {
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
+    constexpr rlim_t kLargest = std::numeric_limits<int>::max();
+    return static_cast<int>(std::min(limit.rlim_cur, kLargest));
 }
 
 }  // namespace
@@ -172,9 +174,12 @@ int ServiceCall::Code() const {
 }
 
 bool DescriptorsFree(int count) {
-    // Those of the calls under way may be taken by now or not yet.
-    constexpr int kMostAtOnce = 64;
-    return OpensDescriptors(std::min(count + s_callsUnderWay, kMostAtOnce));
+    // Those of the calls under way may be taken by now or not yet. To open some and see would take
+    // them from another thread's call, so they are looked for where they are last given out.
+    int missing = count + s_callsUnderWay;
+    for (int number = DescriptorLimit() - 1; missing > 0 && number >= 0; --number)
+        if (fcntl(number, F_GETFD) < 0) --missing;
+    return missing <= 0;
 }
 
 void RenewBusLocks() {

@@ -26,7 +26,8 @@ struct Subscription {
     /// The main context in which its signals wait: that of the thread that subscribes.
     std::unique_ptr<GMainContext, ContextUnref> context{g_main_context_ref_thread_default()};
     guint id = 0;
-    bool watched = false;  ///< a look at its context is under way
+    bool watched = false;   ///< a look at its context is under way
+    bool iterated = false;  ///< the last look found that somebody iterates it
 };
 
 std::mutex s_mutex;  // guards the list; nothing is called inside that could come back
@@ -59,28 +60,32 @@ void Release(void* look) {
     delete static_cast<SharedLook*>(look);
 }
 
-/// Whether somebody runs a loop on the context, and is only busy.
+/// Whether a thread owns the context: while it iterates it, or from its push on.
 bool IsOwned(GMainContext* context) {
     if (!g_main_context_acquire(context)) return true;
     g_main_context_release(context);
     return false;
 }
 
-/// Ends the look at a subscription's context.
-/// @return false when the subscription has ended meanwhile
-bool EndLook(guint id) {
+enum class Found { kNothingWaits, kBusy, kNobody };
+
+/// What a look has found, when the patience is over.
+Found Conclude(const Look& look) {
     const std::lock_guard<std::mutex> lock(s_mutex);
-    const auto found = Find(id);
-    if (found == Subscriptions().end()) return false;
+    const auto found = Find(look.subscription);
+    if (found == Subscriptions().end()) return Found::kNothingWaits;
+    // A loop that was seen before, and has its context still, is only busy.
+    if (!look.iterated && found->iterated && IsOwned(look.context)) return Found::kBusy;
     found->watched = false;
-    return true;
+    found->iterated = look.iterated;
+    return look.iterated ? Found::kNothingWaits : Found::kNobody;
 }
 
 gboolean AfterPatience(void* shared) {
     const Look& look = **static_cast<SharedLook*>(shared);
-    if (!look.iterated && IsOwned(look.context)) return G_SOURCE_CONTINUE;
-    const bool waiting = EndLook(look.subscription) && !look.iterated;
-    if (waiting && !s_told.exchange(true))
+    const Found found = Conclude(look);
+    if (found == Found::kBusy) return G_SOURCE_CONTINUE;
+    if (found == Found::kNobody && !s_told.exchange(true))
         CRI_LOG(DLOG_ERROR, "SubscribeEvent",
                 "Signals have been waiting for %u s: nobody iterates the main context of the "
                 "thread that subscribed. Run a main loop there, as g_main_loop_run() does\n",
@@ -128,6 +133,7 @@ guint SubscribeServiceSignal(GDBusConnection* connection, const char* member,
     const guint id = g_dbus_connection_signal_subscribe(
         connection, nullptr, kServiceName, member, kServicePath, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
         handler, nullptr, nullptr);
+    if (id == 0) return 0;
     fresh.front().id = id;
     const std::lock_guard<std::mutex> lock(s_mutex);
     Subscriptions().splice(Subscriptions().end(), fresh);

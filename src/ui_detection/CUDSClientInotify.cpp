@@ -97,10 +97,6 @@ bool WriteTestLine(const char* path) {
     return write(file.Get(), kLine, sizeof kLine - 1) == static_cast<ssize_t>(sizeof kLine - 1);
 }
 
-}  // namespace
-
-namespace {
-
 constinit cri::Immortal<cri::FileChannel> s_channel{kFace, g_cudsRunning, g_cudsThread.object,
                                                     g_cudsResultCallback};
 

@@ -1,7 +1,5 @@
 /// The UI-detection client: its channel's connection, control of the detection engine, its
 /// subscribers.
-#include <pthread.h>
-
 #include <atomic>
 #include <mutex>
 
@@ -33,14 +31,22 @@ namespace {
 /// Makes testing and changing m_connected one step, for every client: they share one channel.
 std::mutex s_initMutex;
 
+/// Of the object that the library makes at load.
+cri::UiDetectionState* s_firstState;
+
 }  // namespace
 
 void cri::ForgetParentsUiDetection() {
     CudsChannel().DisconnectInChild();
     Renew(s_initMutex);
+    if (!s_firstState) return;
+    s_firstState->m_pipModeSubscribers.RenewInChild();
+    s_firstState->m_detectedSubscribers.RenewInChild();
 }
 
-ContentsUIDetectionAPI::ContentsUIDetectionAPI() : m_state(*new cri::UiDetectionState) {}
+ContentsUIDetectionAPI::ContentsUIDetectionAPI() : m_state(*new cri::UiDetectionState) {
+    if (!s_firstState) s_firstState = &m_state;
+}
 
 ContentsUIDetectionAPI* ContentsUIDetectionAPI::GetInstance() {
     const cri::CancellationHeldOff heldOff;

@@ -4,7 +4,6 @@
 #include <errno.h>
 #include <pthread.h>
 #include <signal.h>
-#include <string.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -91,6 +90,7 @@ pid_t StartShell(const char* command) {
 }  // namespace
 
 int m_ExecuteShell(const char* command) {
+    const cri::CancellationHeldOff heldOff;
     if (!command) return -1;
     const pid_t child = StartShell(command);
     if (child < 0) return -1;
@@ -104,6 +104,7 @@ int m_ExecuteShell(const char* command) {
 
 int DelFiles(char* path) {
     constexpr char function[] = "DelFiles";
+    const cri::CancellationHeldOff heldOff;
     VDR_LOG(DLOG_INFO, function, "Delete Files: %s\n", path ? path : "");
     char command[512];
     const int length = snprintf(command, sizeof command, "rm -rf %s", path ? path : "");

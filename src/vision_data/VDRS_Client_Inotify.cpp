@@ -51,10 +51,6 @@ void ComposeValues(char* message, std::size_t size, const char* method, int view
         snprintf(message, size, "%s\n%d\n", method, captureMode);
 }
 
-}  // namespace
-
-namespace {
-
 constinit cri::Immortal<cri::FileChannel> s_channel{kFace, g_vdrsRunning, g_vdrsThread.object,
                                                     g_vdrsResultCallback};
 

@@ -1,5 +1,4 @@
 /// The vision-data client: its channel's connection, control of the logo analysis, its subscribers.
-#include <pthread.h>
 #include <string.h>
 
 #include "BusyMarker.h"
@@ -36,6 +35,8 @@ void cri::ForgetParentsVisionData() {
     VdrsChannel().DisconnectInChild();
     Renew(s_initMutex);
     Renew(s_controlMutex);
+    Renew(SharedState().m_usageMutex);
+    SharedState().m_subscribers.RenewInChild();
 }
 
 VisionDataRecognitionAPI::VisionDataRecognitionAPI() : m_state(SharedState()) {}
