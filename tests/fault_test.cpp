@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "ClientTest.h"
+#include "VisionDataRecognitionAPI.h"
 
 namespace {
 
@@ -80,6 +81,8 @@ TEST(FaultTest, SubscribesNothingOnALostBusAndRunsTheRestOfAnOperation) {
         testing::IsSupersetOf(
             {testing::StartsWith("ERROR m_SMServiceStart: SM SM_CADServiceStart capture g_dbus"),
              testing::StartsWith("ERROR SM_CADServiceStart: VisionDataRecognitionAPI start")}));
+    EXPECT_TRUE(Api::CUDSDeRegist(nullptr));
+    EXPECT_TRUE(VisionDataRecognitionAPI::GetInstance()->Finalize());
 }
 
 /// The service comes back under a new unique name; whoever had the old one must learn of it.

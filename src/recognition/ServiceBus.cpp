@@ -17,8 +17,9 @@
 namespace cri {
 namespace {
 
-GMainContext* s_proxyContext;  // made before the proxy is; lives as long as the process
-std::mutex s_updateMutex;      // one thread at a time iterates it; nothing is waited for inside
+std::atomic<GMainContext*>
+    s_proxyContext;        // made before the proxy is; lives as long as the process
+std::mutex s_updateMutex;  // one thread at a time iterates it; nothing is waited for inside
 
 /// Runs `body` with the proxy's context as the one on which the bus library calls back.
 template <class Body>

@@ -56,7 +56,13 @@ struct Look {
 };
 using SharedLook = std::shared_ptr<Look>;
 
+/// A look begins with the lock held: who has had it since sees the look whole.
+void SeeLooks() {
+    const std::lock_guard<std::mutex> lock(s_mutex);
+}
+
 void Release(void* look) {
+    SeeLooks();
     delete static_cast<SharedLook*>(look);
 }
 
@@ -111,6 +117,7 @@ void StartLook(Subscription& subscription, GMainContext* own) {
                           });
     g_main_context_ref(look->context);
     const auto note = [](void* shared) -> gboolean {
+        SeeLooks();
         (*static_cast<SharedLook*>(shared))->iterated = true;
         return G_SOURCE_REMOVE;
     };
